@@ -1,0 +1,16 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Records/Journal.h"
+
+namespace fernwahrung::Relocator {
+
+/// Fault hook, for tests: the operation fails right after completing the step of this name.
+extern std::optional<std::string> failAfterStep;
+
+/// Notes the step in the journal, then looks at the hook. Every step of every operation ends with this.
+void completeStep(Journal& journal, const std::string& step);
+
+}  // namespace fernwahrung::Relocator

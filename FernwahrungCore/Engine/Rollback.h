@@ -1,0 +1,20 @@
+// Undoes what a journal says and the disk shows. Runs any number of times and starts anywhere: each action first looks
+// whether it is due.
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "Foundation/OperationContext.h"
+#include "Records/Journal.h"
+
+namespace fernwahrung::Relocator {
+
+/// The caller holds the OperationLock. Any failure ends it with that error and leaves the journal open; the next try
+/// goes on from there.
+void rollback(Journal& journal);
+
+/// For a failed step: rolls back, and throws only if that fails as well, with both sentences.
+void rollbackAfterFailure(Journal& journal, const std::exception& error, OperationContext& context);
+
+}  // namespace fernwahrung::Relocator

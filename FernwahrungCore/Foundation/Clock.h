@@ -1,0 +1,22 @@
+// Time and waiting, behind a seam, so that a test neither depends on the clock nor sleeps.
+#pragma once
+
+#include <functional>
+
+#include "Foundation/Dates.h"
+
+namespace fernwahrung::Clock {
+
+Date now();
+void sleep(double seconds);
+
+/// Test hook: replaces both until the object dies. Install it while no other thread uses the clock.
+class Override {
+ public:
+  Override(std::function<Date()> now, std::function<void(double)> sleep);
+  ~Override();
+  Override(const Override&) = delete;
+  Override& operator=(const Override&) = delete;
+};
+
+}  // namespace fernwahrung::Clock

@@ -1,0 +1,29 @@
+// Small helpers on UTF-8 text that the standard library lacks.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace fernwahrung::Text {
+
+/// The pieces between the separators; empty pieces are kept only on request.
+std::vector<std::string> split(std::string_view text, char separator, bool keepEmpty = false);
+std::string join(const std::vector<std::string>& pieces, std::string_view separator);
+
+/// Without blanks, tabs, carriage returns and line feeds at both ends.
+std::string trimmed(std::string_view text);
+/// Without blanks and tabs at both ends.
+std::string trimmedBlanks(std::string_view text);
+
+std::string replacingAll(std::string text, std::string_view what, std::string_view with);
+
+/// The whole text as a decimal number; nothing for anything else, overflow included.
+std::optional<long long> toInteger(std::string_view text);
+
+/// Invalid UTF-8 sequences replaced by U+FFFD; valid text unchanged. Never fails.
+std::string repairedUtf8(std::string_view bytes);
+bool isValidUtf8(std::string_view bytes);
+
+}  // namespace fernwahrung::Text
