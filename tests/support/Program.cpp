@@ -1,0 +1,120 @@
+#include "support/Program.h"
+
+#include "Foundation/FileDescriptor.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace fernwahrung {
+namespace {
+
+FileDescriptor memoryFile(std::string_view bytes) {
+  FileDescriptor fd(::memfd_create("stream", MFD_CLOEXEC));
+  if (!fd) throw std::system_error(errno, std::generic_category(), "memfd_create");
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd.get(), bytes.data(), bytes.size());
+    if (written < 0) throw std::system_error(errno, std::generic_category(), "write");
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  ::lseek(fd.get(), 0, SEEK_SET);
+  return fd;
+}
+
+std::string contents(const FileDescriptor& fd) {
+  std::string bytes;
+  char buffer[65536];
+  ssize_t count = 0;
+  while ((count = ::pread(fd.get(), buffer, sizeof buffer, static_cast<off_t>(bytes.size()))) > 0) {
+    bytes.append(buffer, static_cast<std::size_t>(count));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+ProgramResult runProgram(const std::vector<std::string>& argv, const ProgramOptions& options) {
+  const std::optional<std::string> program = findProgram(argv.at(0));
+  if (!program) throw std::system_error(ENOENT, std::generic_category(), argv[0]);
+  std::vector<std::string> arguments = argv;
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  std::vector<std::string> environment;
+  for (char** entry = environ; *entry; ++entry) {
+    const std::string_view text(*entry);
+    bool replaced = false;
+    for (const auto& [name, value] : options.environment) {
+      replaced = replaced || text.compare(0, name.size() + 1, name + "=") == 0;
+    }
+    if (!replaced) environment.emplace_back(text);
+  }
+  for (const auto& [name, value] : options.environment) environment.push_back(name + "=" + value);
+  std::vector<char*> environmentPointers;
+  for (std::string& entry : environment) environmentPointers.push_back(entry.data());
+  environmentPointers.push_back(nullptr);
+
+  const FileDescriptor input = memoryFile(options.input);
+  const FileDescriptor output = memoryFile("");
+  const FileDescriptor error = memoryFile("");
+  const pid_t pid = ::fork();
+  if (pid < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (pid == 0) {
+    ::dup2(input.get(), 0);
+    ::dup2(output.get(), 1);
+    ::dup2(error.get(), 2);
+    if (options.folder.empty() || ::chdir(options.folder.c_str()) == 0) {
+      ::execve(program->c_str(), pointers.data(), environmentPointers.data());
+    }
+    ::_exit(127);
+  }
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), contents(output),
+          contents(error)};
+}
+
+std::string mustRun(const std::vector<std::string>& argv, const ProgramOptions& options) {
+  ProgramResult result = runProgram(argv, options);
+  if (result.status != 0) {
+    std::string line;
+    for (const std::string& argument : argv) line += argument + " ";
+    throw std::runtime_error(line + "ended with status " + std::to_string(result.status) + ": " + result.err);
+  }
+  return std::move(result.out);
+}
+
+std::optional<std::string> findProgram(const std::string& name) {
+  if (name.find('/') != std::string::npos) {
+    return ::access(name.c_str(), X_OK) == 0 ? std::optional(name) : std::nullopt;
+  }
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(std::string(path ? path : "") +
+                             ":/usr/local/sbin:/usr/sbin:/sbin:/usr/bin:/bin");
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    const std::string candidate = folder + "/" + name;
+    if (!folder.empty() && ::access(candidate.c_str(), X_OK) == 0) return candidate;
+  }
+  return std::nullopt;
+}
+
+std::string shellQuoted(std::string_view text) {
+  std::string result = "'";
+  for (const char character : text) {
+    if (character == '\'') {
+      result += "'\\''";
+    } else {
+      result += character;
+    }
+  }
+  return result + "'";
+}
+
+}  // namespace fernwahrung

@@ -1,0 +1,38 @@
+// Starting a program from a test, independent of the runner under test.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace fernwahrung {
+
+struct ProgramResult {
+  int status = 0;  // the exit code; 128 plus the signal's number for a death by signal
+  std::string out;
+  std::string err;
+};
+
+struct ProgramOptions {
+  std::string input;                                             // standard input
+  std::vector<std::pair<std::string, std::string>> environment;  // on top of the present one
+  std::string folder;                                            // working folder; empty for the present one
+};
+
+/// Searches PATH and the system's administration folders for argv[0]. Throws std::system_error when the
+/// program can't be started. Waits for its end.
+///   runProgram({"cp", "-a", from, to}).status
+ProgramResult runProgram(const std::vector<std::string>& argv, const ProgramOptions& options = {});
+
+/// The same for a program that must succeed; throws std::runtime_error with its standard error otherwise.
+std::string mustRun(const std::vector<std::string>& argv, const ProgramOptions& options = {});
+
+/// The program's full path, if it is installed.
+std::optional<std::string> findProgram(const std::string& name);
+
+/// In single quotes for sh.
+std::string shellQuoted(std::string_view text);
+
+}  // namespace fernwahrung
