@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Records/Journal.h"
+
 #include <optional>
 #include <string>
-
-#include "Records/Journal.h"
 
 namespace fernwahrung::Relocator {
 

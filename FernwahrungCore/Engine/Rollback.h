@@ -1,17 +1,17 @@
-// Undoes what a journal says and the disk shows. Runs any number of times and starts anywhere: each action first looks
-// whether it is due.
+// Undoes what a journal says and the disk shows. Runs any number of times and starts anywhere: each action
+// first looks whether it is due.
 #pragma once
-
-#include <exception>
-#include <string>
 
 #include "Foundation/OperationContext.h"
 #include "Records/Journal.h"
 
+#include <exception>
+#include <string>
+
 namespace fernwahrung::Relocator {
 
-/// The caller holds the OperationLock. Any failure ends it with that error and leaves the journal open; the next try
-/// goes on from there.
+/// The caller holds the OperationLock. Any failure ends it with that error and leaves the journal open; the
+/// next try goes on from there.
 void rollback(Journal& journal);
 
 /// For a failed step: rolls back, and throws only if that fails as well, with both sentences.

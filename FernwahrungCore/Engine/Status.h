@@ -1,10 +1,11 @@
 // In what state is a relocation now? A pure reading of the disk.
 #pragma once
 
+#include "Engine/AttachedImages.h"
+#include "Records/Relocation.h"
+
 #include <string>
 #include <vector>
-
-#include "Records/Relocation.h"
 
 namespace fernwahrung {
 
@@ -23,8 +24,12 @@ struct RelocationStatus {
 
 namespace Relocator {
 
-/// Takes no lock; beside a running operation it may show a passing state. Starts no process for a mounted image.
+/// Takes no lock; beside a running operation it may show a passing state. Starts no process for a mounted
+/// image.
 RelocationStatus status(const Relocation& relocation);
+
+/// The same within a look over many relocations, which share one reading of the attached images.
+RelocationStatus status(const Relocation& relocation, AttachedImages& attached);
 
 }  // namespace Relocator
 }  // namespace fernwahrung

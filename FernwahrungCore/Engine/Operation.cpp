@@ -1,0 +1,53 @@
+#include "Engine/Operation.h"
+
+#include "Engine/Rollback.h"
+#include "Foundation/Clock.h"
+#include "Foundation/Errors.h"
+#include "Foundation/Log.h"
+#include "Foundation/Paths.h"
+#include "Platform/FileChanges.h"
+#include "Storage/FileOps.h"
+
+#include <fmt/format.h>
+
+namespace fernwahrung::Relocator {
+
+void runJournalled(Journal& journal, const std::string& subject, OperationContext& context,
+                   const std::function<void()>& steps) {
+  journal.save();
+  Log::write(fmt::format("=== {} gestartet: {}", title(journal.kind), subject));
+  try {
+    steps();
+  } catch (const std::exception& error) {
+    rollbackAfterFailure(journal, error, context);
+    throw;
+  }
+  journal.close();
+  Log::write(fmt::format("=== {} erfolgreich", title(journal.kind)));
+}
+
+void carryOverFolderAttributes(const std::string& source, const std::string& destination) {
+  if (auto error = Platform::copyDirectoryAttributes(source, destination)) {
+    throw FernwahrungError::message(
+        fmt::format("Rechte und Eigenschaften des Ordners konnten nicht übertragen werden: {} → {} ({})",
+                    source, destination, errnoText(error.value())));
+  }
+}
+
+void createSymlink(const std::string& target, const std::string& path) {
+  if (auto error = Platform::makeSymlink(target, path)) {
+    throw SystemError("Der Symlink kann nicht angelegt werden", path, error.value());
+  }
+}
+
+void removeEmptyMountPoint(const std::string& path) {
+  if (!FileOps::removeEmptyDirectory(path)) {
+    throw FernwahrungError::message("Leerer Einhängepunkt konnte nicht entfernt werden: " + path);
+  }
+}
+
+std::string siblingPath(const std::string& sourcePath, const std::string& mark) {
+  return fmt::format("{}.{}-{}", sourcePath, mark, Paths::timestamp(Clock::now()));
+}
+
+}  // namespace fernwahrung::Relocator

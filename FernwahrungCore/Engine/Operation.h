@@ -1,0 +1,32 @@
+// What every journalled operation has in common.
+#pragma once
+
+#include "Foundation/OperationContext.h"
+#include "Records/Journal.h"
+
+#include <functional>
+#include <string>
+
+namespace fernwahrung::Relocator {
+
+/// Saves the journal for the first time (a failure of that throws before anything has happened), runs the
+/// steps between the log lines "=== {title} gestartet: {subject}" and "=== {title} erfolgreich", and closes
+/// the journal. A step that throws is rolled back, and its error goes on to the caller. The caller holds the
+/// OperationLock.
+void runJournalled(Journal& journal, const std::string& subject, OperationContext& context,
+                   const std::function<void()>& steps);
+
+/// Carries mode, times and attributes of a folder over to the one its contents were copied into: the copy
+/// tool leaves those of a folder that exists already as they are. Throws FernwahrungError.
+void carryOverFolderAttributes(const std::string& source, const std::string& destination);
+
+/// A symbolic link at `path` with the text `target`. Throws SystemError.
+void createSymlink(const std::string& target, const std::string& path);
+
+/// Removes an unlocked, empty mount-point folder. Throws FernwahrungError when it doesn't go.
+void removeEmptyMountPoint(const std::string& path);
+
+/// "{sourcePath}.{mark}-{timestamp of now}": the name of a kept or staged folder beside the source.
+std::string siblingPath(const std::string& sourcePath, const std::string& mark);
+
+}  // namespace fernwahrung::Relocator
