@@ -1,14 +1,14 @@
-// Reading folders: the only place that calls readdir, with errno cleared before and looked at after each call.
+// Reading folders: the only place that calls readdir, with errno cleared before and looked at after each
+// call.
 #pragma once
 
-#include <dirent.h>
+#include "Platform/FileInfo.h"
 
+#include <dirent.h>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Platform/FileInfo.h"
 
 namespace fernwahrung {
 

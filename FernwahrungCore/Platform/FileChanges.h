@@ -1,12 +1,11 @@
-// Every system call of the core that changes a name or a small file goes through here, one function per call, so that
-// there is one door to look at when one asks what the disk sees. The error code is empty on success; its message() is
-// the system's text.
+// Every system call of the core that changes a name or a small file goes through here, one function per call,
+// so that there is one door to look at when one asks what the disk sees. The error code is empty on success;
+// its message() is the system's text.
 #pragma once
-
-#include <sys/types.h>
 
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <system_error>
 
 namespace fernwahrung::Platform {
@@ -17,21 +16,22 @@ std::error_code unlink(const std::string& path);
 std::error_code makeSymlink(const std::string& text, const std::string& path);
 std::error_code hardLink(const std::string& existing, const std::string& path);
 std::error_code rename(const std::string& from, const std::string& to);
-/// Fails with EEXIST rather than replacing anything. A file system that can't promise that gives ENOTSUP or EINVAL:
-/// there is no unsafe fallback. Darwin: renamex_np with RENAME_EXCL; Linux: renameat2 with RENAME_NOREPLACE.
+/// Fails with EEXIST rather than replacing anything. A file system that can't promise that gives ENOTSUP or
+/// EINVAL: there is no unsafe fallback. Darwin: renamex_np with RENAME_EXCL; Linux: renameat2 with
+/// RENAME_NOREPLACE.
 std::error_code renameExclusive(const std::string& from, const std::string& to);
 
 /// A new, empty file (mode 0644); EEXIST if anything lies there.
 std::error_code createFile(const std::string& path);
-/// Writes the data into the existing file and flushes it to the disk itself. Darwin: F_FULLFSYNC, and a plain fsync
-/// where a file system refuses that, as external drives do.
+/// Writes the data into the existing file and flushes it to the disk itself. Darwin: F_FULLFSYNC, and a plain
+/// fsync where a file system refuses that, as external drives do.
 std::error_code writeAndFlush(const std::string& path, std::string_view data);
 /// Makes the folder's names durable.
 std::error_code flushDirectory(const std::string& path);
 
-/// The flag that keeps even the owner from changing the folder (UF_IMMUTABLE on the Mac). All other flags stay.
-/// Linux: the inode's immutable flag for root; for an ordinary user the folder loses its write permissions and keeps
-/// them in an extended attribute.
+/// The flag that keeps even the owner from changing the folder (UF_IMMUTABLE on the Mac). All other flags
+/// stay. Linux: the inode's immutable flag for root; for an ordinary user the folder loses its write
+/// permissions and keeps them in an extended attribute.
 std::error_code setImmutable(const std::string& path, bool immutable);
 bool isImmutable(const std::string& path);
 
@@ -39,8 +39,8 @@ bool isImmutable(const std::string& path);
 /// EEXIST if the destination exists. Darwin: clonefile with flags 0; Linux: reflinks, file by file.
 std::error_code clone(const std::string& from, const std::string& to);
 
-/// The permission bits, times, attributes and, where allowed, the owner of one folder put onto another; the contents
-/// of neither are looked at.
+/// The permission bits, times, attributes and, where allowed, the owner of one folder put onto another; the
+/// contents of neither are looked at.
 std::error_code copyDirectoryAttributes(const std::string& from, const std::string& to);
 
 /// Test hook: is told of each successful change, in order, before the call returns. Null for none.
@@ -57,7 +57,11 @@ class ChangeObserver {
   virtual void wrote(const std::string& path, std::string_view data) = 0;
   virtual void flushed(const std::string& path) = 0;
   virtual void flushedDirectory(const std::string& path) = 0;
+  virtual void changedImmutable(const std::string& /*path*/, bool /*immutable*/) {}
+  virtual void cloned(const std::string& /*from*/, const std::string& /*to*/) {}
+  virtual void copiedAttributes(const std::string& /*from*/, const std::string& /*to*/) {}
 };
+/// Set it while no other thread changes anything.
 void observeChanges(ChangeObserver* observer);
 
 }  // namespace fernwahrung::Platform

@@ -1,11 +1,10 @@
 // What lies at a path, without following a link that lies there.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace fernwahrung {
 
@@ -13,8 +12,8 @@ enum class FileType { file, directory, symlink, other };
 
 struct FileInfo {
   FileType type = FileType::other;
-  std::int64_t size = 0;       // logical, bytes
-  std::int64_t allocated = 0;  // 512 times the block count
+  std::int64_t size = 0;          // logical, bytes
+  std::int64_t allocated = 0;     // 512 times the block count
   std::uint32_t permissions = 0;  // mode & 07777
   uid_t owner = 0;
   std::int64_t modifiedSeconds = 0;

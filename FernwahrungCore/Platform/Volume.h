@@ -19,8 +19,9 @@ struct VolumeFacts {
 
 namespace Platform {
 
-/// statfs. Nothing when it fails. Linux: a file system that clones is presented as "apfs", a journalling one that does
-/// not as "hfs", every other under its own name; the mount point is that of the topmost mount the path lies on.
+/// statfs. Nothing when it fails. Linux: a file system that clones is presented as "apfs", a journalling one
+/// that does not as "hfs", every other under its own name; the mount point is that of the topmost mount the
+/// path lies on.
 std::optional<VolumeFacts> volumeFacts(const std::string& path);
 
 /// Bytes that can be had for something the user asked for, purgeable space included; nothing when unknown.
