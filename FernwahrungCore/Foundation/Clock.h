@@ -1,9 +1,9 @@
 // Time and waiting, behind a seam, so that a test neither depends on the clock nor sleeps.
 #pragma once
 
-#include <functional>
-
 #include "Foundation/Dates.h"
+
+#include <functional>
 
 namespace fernwahrung::Clock {
 
@@ -17,6 +17,14 @@ class Override {
   ~Override();
   Override(const Override&) = delete;
   Override& operator=(const Override&) = delete;
+
+ private:
+  friend Date Clock::now();
+  friend void Clock::sleep(double seconds);
+
+  std::function<Date()> now_;
+  std::function<void(double)> sleep_;
+  Override* previous_;
 };
 
 }  // namespace fernwahrung::Clock
