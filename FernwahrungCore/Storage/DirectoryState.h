@@ -1,13 +1,13 @@
 // Is a folder truly empty? A folder that can't be read is never taken for an empty one.
 #pragma once
 
+#include "Foundation/Dates.h"
+
 #include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Foundation/Dates.h"
 
 namespace fernwahrung {
 
@@ -73,7 +73,8 @@ class AccessDeniedError : public std::exception {
   AccessDeniedError(std::string path, bool alreadyUnmounted);
   const std::string& path() const { return path_; }
   bool alreadyUnmounted() const { return alreadyUnmounted_; }
-  /// True when the owner's own permission bits forbid the reading, false when it is the system's privacy protection.
+  /// True when the owner's own permission bits forbid the reading, false when it is the system's privacy
+  /// protection.
   bool isUnixPermission() const;
   const char* what() const noexcept override { return description_.c_str(); }
 
@@ -89,8 +90,8 @@ namespace FileOps {
 DirectoryState directoryState(const std::string& path);
 /// Counts at most `cap` names. Never fails; folders that can't be listed are passed over.
 DirectoryContents describeContents(const std::string& path, std::int64_t cap, std::size_t sampleLimit);
-/// The names, when the folder holds nothing but what macOS leaves behind; nothing for an empty folder, for any other
-/// content and for one that can't be listed.
+/// The names, when the folder holds nothing but what macOS leaves behind; nothing for an empty folder, for
+/// any other content and for one that can't be listed.
 std::optional<std::vector<std::string>> onlyMacOSNoise(const std::string& path);
 
 /// Fault hook: while set, reading a folder's state (and isDirectoryEmpty) fails with this errno.

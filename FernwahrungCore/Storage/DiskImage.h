@@ -1,5 +1,5 @@
-// Sparse-bundle images, by hdiutil. Every call blocks its thread; nothing here takes the OperationLock, and nothing but
-// detach tries twice.
+// Sparse-bundle images, by hdiutil. Every call blocks its thread; nothing here takes the OperationLock, and
+// nothing but detach tries twice.
 #pragma once
 
 #include <cstdint>
@@ -33,10 +33,11 @@ struct AttachOptions {
   bool readOnly;
 };
 
-/// At least 100 units of 1 MiB. Throws FernwahrungError "Es gibt bereits eine Datei an diesem Ort: {path}", ShellError.
+/// At least 100 units of 1 MiB. Throws FernwahrungError "Es gibt bereits eine Datei an diesem Ort: {path}",
+/// ShellError.
 void create(const std::string& path, std::int64_t sizeBytes, const std::string& volumeName);
-/// Mounts the image over an existing, empty, readable folder that is no mount point, and over nothing else. Throws
-/// FernwahrungError, AccessDeniedError, ShellError, PropertyListError.
+/// Mounts the image over an existing, empty, readable folder that is no mount point, and over nothing else.
+/// Throws FernwahrungError, AccessDeniedError, ShellError, PropertyListError.
 AttachedImage attach(const std::string& imagePath, const std::string& mountPoint, AttachOptions options);
 /// Up to three tries, two seconds apart; never forced.
 void detach(const std::string& mountPoint);

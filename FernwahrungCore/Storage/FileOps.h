@@ -1,15 +1,15 @@
-// File-system primitives on path strings. Almost all look at a path itself (lstat), so that a mount point, a real
-// folder and a symbolic link stay distinct at the same path. Stateless; any thread.
+// File-system primitives on path strings. Almost all look at a path itself (lstat), so that a mount point, a
+// real folder and a symbolic link stay distinct at the same path. Stateless; any thread.
 #pragma once
+
+#include "Foundation/OperationContext.h"
+#include "Records/AtomicWrite.h"
 
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
-
-#include "Foundation/OperationContext.h"
-#include "Records/AtomicWrite.h"
 
 namespace fernwahrung {
 
@@ -52,9 +52,13 @@ std::optional<std::int64_t> usedBytesOnVolume(const std::string& path);
 std::optional<std::string> symlinkDestination(const std::string& path);
 /// A folder, by lstat, on which a volume is mounted. A link never is one.
 bool isMountPoint(const std::string& path);
-/// Makes two spellings of one place comparable: tilde, "." and ".." resolved, links resolved if the path exists,
+/// Makes two spellings of one place comparable: tilde, "." and ".." resolved, links resolved if the path
+/// exists,
 /// "/System/Volumes/Data" in front dropped.
 std::string normalize(const std::string& path);
+/// "/Users/a" for "/System/Volumes/Data/Users/a", which is the same place on the Mac; "/System/Volumes/Data"
+/// itself and every other path stay as they are.
+std::string withoutDataVolume(std::string path);
 /// Only a real, empty folder that is no mount point goes; false leaves everything as it was.
 bool removeEmptyDirectory(const std::string& path);
 /// All open files of the machine at or under the path, by ascending process id; one lsof, whatever it finds.
@@ -64,10 +68,11 @@ std::vector<std::string> runningApps(const std::vector<std::string>& appPaths);
 
 // Operations that throw.
 
-/// Returns where the item lies now, when known. With FERNWAHRUNG_HOME set it goes to "Papierkorb" in it; across
-/// volumes that is a copy, proved, and only then a removal, and at each instant one whole item exists.
+/// Returns where the item lies now, when known. With FERNWAHRUNG_HOME set it goes to "Papierkorb" in it;
+/// across volumes that is a copy, proved, and only then a removal, and at each instant one whole item exists.
 std::optional<std::string> moveToTrash(const std::string& path);
-/// Throws SystemError when a folder of the tree can't be listed, FernwahrungError::cancelled; no partial result.
+/// Throws SystemError when a folder of the tree can't be listed, FernwahrungError::cancelled; no partial
+/// result.
 TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationContext* context);
 /// One level; the mode of `like` if that exists, else 0755.
 void createDirectory(const std::string& path, const std::optional<std::string>& like);

@@ -1,14 +1,14 @@
 // Proves that a copy is whole, byte by byte, and takes cheap fingerprints of trees.
 #pragma once
 
+#include "Foundation/OperationContext.h"
+
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "Foundation/OperationContext.h"
 
 namespace fernwahrung {
 
@@ -49,11 +49,15 @@ struct CompareOptions {
   bool destinationIsVolumeRoot = false;
 };
 
-/// The same names, kinds, link texts and bytes on both sides; nothing else is compared. A difference goes into the
-/// report and the walk goes on; a folder or file that can't be read throws (SystemError, FernwahrungError), as does
-/// cancellation. Two buffers of 1 MiB and the names of one folder per level, whatever the size of the trees.
+/// The same names, kinds, link texts and bytes on both sides; nothing else is compared. A difference goes
+/// into the report and the walk goes on; a folder or file that can't be read throws (SystemError,
+/// FernwahrungError), as does cancellation. Two buffers of 1 MiB and the names of one folder per level,
+/// whatever the size of the trees.
 VerifyReport compare(const std::string& source, const std::string& copy, CompareOptions options,
                      OperationContext& context);
+
+/// Two plain files, not links to some, with the same bytes. Throws like compare.
+bool filesAreEqual(const std::string& source, const std::string& copy, const OperationContext& context);
 
 }  // namespace Verifier
 }  // namespace fernwahrung
