@@ -49,7 +49,8 @@ std::optional<FileInfo> fileInfoAt(int directory, const char* name) {
                   .modifiedNanoseconds = modified.tv_nsec,
                   .device = static_cast<std::uint64_t>(status.st_dev),
                   .inode = status.st_ino,
-                  .links = status.st_nlink};
+                  .links = status.st_nlink,
+                  .format = static_cast<std::uint32_t>(status.st_mode & S_IFMT)};
 }
 
 std::optional<std::string> realPath(const std::string& path) {

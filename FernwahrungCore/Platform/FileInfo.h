@@ -21,6 +21,7 @@ struct FileInfo {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::uint64_t links = 0;
+  std::uint32_t format = 0;  // mode & S_IFMT, which tells the kinds of FileType::other apart
 };
 
 namespace Platform {

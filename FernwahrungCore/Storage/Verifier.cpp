@@ -220,7 +220,7 @@ class Comparison {
       addProblem("Original nicht lesbar: {}", source.path());
     } else if (!candidate.copy) {
       addProblem("Fehlt in der Kopie: {}", copy.path());
-    } else if (candidate.source->type != candidate.copy->type) {
+    } else if (candidate.source->format != candidate.copy->format) {
       addProblem("Unterschiedlicher Typ: {}", source.path());
     } else {
       return true;
