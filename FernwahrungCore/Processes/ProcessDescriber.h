@@ -1,16 +1,15 @@
 // Who is in the way: turns a process id and its open files into something a user can decide about.
 #pragma once
 
-#include <sys/types.h>
+#include "Storage/FileOps.h"
 
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
-
-#include "Storage/FileOps.h"
 
 namespace fernwahrung {
 
@@ -78,23 +77,26 @@ BundleLayout layout(const std::string& executable);
 /// The nearest application around an executable, without extension.
 std::optional<std::string> enclosingApp(const std::string& executable);
 /// `info` and `localized` are dictionaries, or null for none.
-std::string displayName(const nlohmann::json& info, const nlohmann::json& localized, const std::string& fallback);
+std::string displayName(const nlohmann::json& info, const nlohmann::json& localized,
+                        const std::string& fallback);
 std::string technicalName(const nlohmann::json& info, const std::string& fallback);
 ProcessDescription::Origin origin(const std::string& path, const std::string& home);
 std::string shortPath(const std::string& path, const std::string& folder);
 ProcessDescription::Termination termination(std::int32_t pid, std::uint32_t uid, std::uint32_t myUID,
                                             std::int32_t myPID);
 std::optional<ProcessDescription> describe(std::int32_t pid, const std::vector<OpenFile>& files,
-                                           const std::string& folder, std::int32_t myPID, std::uint32_t myUID);
+                                           const std::string& folder, std::int32_t myPID,
+                                           std::uint32_t myUID);
 /// The processes that hold files open at or under the folder, by ascending process id; one lsof in all.
 std::vector<ProcessDescription> blockingProcesses(const std::string& folder);
 std::string kindText(const ProcessDescription& description);
 /// One finished German sentence.
 std::string message(const ProcessDescription& description);
-/// Asks the process to end, `gentle` first, then SIGTERM, after checking that it is still the one described and
-/// belongs to this user. True when a request was delivered. SIGKILL is never sent.
-bool requestTermination(const ProcessDescription& description, const std::function<bool(std::int32_t)>& gentle,
-                        std::int32_t myPID, std::uint32_t myUID);
+/// Asks the process to end, `gentle` first, then SIGTERM, after checking that it is still the one described
+/// and belongs to this user. True when a request was delivered. SIGKILL is never sent.
+bool requestTermination(const ProcessDescription& description,
+                        const std::function<bool(std::int32_t)>& gentle, std::int32_t myPID,
+                        std::uint32_t myUID);
 
 }  // namespace ProcessDescriber
 }  // namespace fernwahrung

@@ -1,5 +1,5 @@
-// The persistent record of one running operation. It is rewritten before anything is made under a new name and after
-// each completed step, so it may be one step behind the disk and is never ahead of it.
+// The persistent record of one running operation. It is rewritten before anything is made under a new name
+// and after each completed step, so it may be one step behind the disk and is never ahead of it.
 //
 //   Journal journal(OperationKind::relocate, relocation);
 //   journal.save();
@@ -9,12 +9,12 @@
 //   journal.close();
 #pragma once
 
+#include "Records/Relocation.h"
+
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Records/Relocation.h"
 
 namespace fernwahrung {
 
@@ -46,7 +46,8 @@ struct Journal {
 
   /// Writes "{id}.json" into Paths::journalDirectory. Throws.
   void save() const;
-  /// Appends the step, logs "Schritt erledigt [{kind}]: {step}", saves. Throws; the step then counts as failed.
+  /// Appends the step, logs "Schritt erledigt [{kind}]: {step}", saves. Throws; the step then counts as
+  /// failed.
   void complete(const std::string& step);
   /// Sets a path or fact, saves. Throws.
   void record(const std::string& key, const std::string& value);

@@ -1,12 +1,12 @@
 // Turns the log back into lines, and an operation's journal with its lines into a report that can be copied.
 #pragma once
 
+#include "Foundation/Dates.h"
+#include "Records/Journal.h"
+
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Foundation/Dates.h"
-#include "Records/Journal.h"
 
 namespace fernwahrung {
 
