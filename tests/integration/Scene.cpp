@@ -1,0 +1,104 @@
+#include "Scene.h"
+
+#include "support/Files.h"
+
+#include "Engine/Relocate.h"
+#include "Platform/linux/MountTable.h"
+#include "Storage/FileOps.h"
+
+#include <fstream>
+
+namespace fernwahrung {
+
+std::vector<std::string> mountsBelow(const std::string& folder) {
+  std::vector<std::string> found;
+  for (const auto& mount : MountTable::read()) {
+    if (PathString::isInside(mount.mountPoint, folder)) found.push_back(mount.mountPoint);
+  }
+  return found;
+}
+
+void Scene::SetUp() {
+  if (auto reason = ScratchDrive::unavailable()) GTEST_SKIP() << *reason;
+  home.emplace();
+  mac.emplace();
+  drive.emplace(ScratchDrive::Options{.bytes = 4LL << 30});
+  source = *mac / "Große Bibliothek";
+  makeFolder(source);
+}
+
+void Scene::TearDown() {
+  // the images lie on the drive, the mounts in the folders: these let go of the mounts first
+  mac.reset();
+  home.reset();
+  drive.reset();
+}
+
+void Scene::makeSource(const NastyTreeOptions& options) {
+  makeNastyTree(source, options);
+  before = TreeManifest::of(source);
+}
+
+RelocationPlan Scene::plan(RelocationKind kind) const {
+  RelocationPlan result;
+  result.name = "Große Bibliothek";
+  result.kind = kind;
+  result.sourcePath = source;
+  result.storageDirectory = drive->path();
+  result.imageSizeBytes = 20'000'000'000;
+  return result;
+}
+
+Relocation Scene::relocate(RelocationKind kind) {
+  return Relocator::relocate(plan(kind), context);
+}
+
+std::string Scene::errorOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "";
+}
+
+OperationContext::Progress Scene::onProgress(std::function<void(const std::string&)> reaction) {
+  return [reaction = std::move(reaction)](const std::string& text, std::optional<double>) { reaction(text); };
+}
+
+std::string Scene::sourceDifference() const {
+  return diff(before, TreeManifest::of(source));
+}
+
+void Scene::expectAsBefore() const {
+  EXPECT_EQ(mountsBelow(source), std::vector<std::string>{});
+  EXPECT_EQ(mountsBelow(home->path()), std::vector<std::string>{});
+  EXPECT_FALSE(FileOps::isSymlink(source));
+  EXPECT_FALSE(FileOps::isLocked(source));
+  EXPECT_EQ(sourceDifference(), "");
+  EXPECT_EQ(besideSource(), std::vector<std::string>{});
+  EXPECT_EQ(RegistryStore::load(), Registry{});
+  EXPECT_EQ(Journal::unfinished(), std::vector<Journal>{});
+}
+
+std::vector<std::string> Scene::inTrash(const std::string& name) const {
+  std::vector<std::string> found;
+  std::string trash = *home / "Papierkorb";
+  if (!exists(trash)) return found;
+  for (const std::string& item : namesIn(trash)) {
+    if (item.ends_with("-" + name)) found.push_back(trash + "/" + item);
+  }
+  return found;
+}
+
+std::vector<std::string> Scene::besideSource() const {
+  std::vector<std::string> names = namesIn(mac->path());
+  std::erase(names, PathString::lastComponent(source));
+  return names;
+}
+
+std::string Scene::log() const {
+  return readFile(*home / "fernwahrung.log");
+}
+
+}  // namespace fernwahrung
