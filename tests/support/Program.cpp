@@ -39,6 +39,20 @@ std::string contents(const FileDescriptor& fd) {
 
 }  // namespace
 
+std::vector<std::string> environmentWith(const std::vector<std::pair<std::string, std::string>>& additions) {
+  std::vector<std::string> environment;
+  for (char** entry = environ; *entry; ++entry) {
+    const std::string_view text(*entry);
+    bool replaced = false;
+    for (const auto& [name, value] : additions) {
+      replaced = replaced || text.compare(0, name.size() + 1, name + "=") == 0;
+    }
+    if (!replaced) environment.emplace_back(text);
+  }
+  for (const auto& [name, value] : additions) environment.push_back(name + "=" + value);
+  return environment;
+}
+
 ProgramResult runProgram(const std::vector<std::string>& argv, const ProgramOptions& options) {
   const std::optional<std::string> program = findProgram(argv.at(0));
   if (!program) throw std::system_error(ENOENT, std::generic_category(), argv[0]);
@@ -46,16 +60,7 @@ ProgramResult runProgram(const std::vector<std::string>& argv, const ProgramOpti
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
-  std::vector<std::string> environment;
-  for (char** entry = environ; *entry; ++entry) {
-    const std::string_view text(*entry);
-    bool replaced = false;
-    for (const auto& [name, value] : options.environment) {
-      replaced = replaced || text.compare(0, name.size() + 1, name + "=") == 0;
-    }
-    if (!replaced) environment.emplace_back(text);
-  }
-  for (const auto& [name, value] : options.environment) environment.push_back(name + "=" + value);
+  std::vector<std::string> environment = environmentWith(options.environment);
   std::vector<char*> environmentPointers;
   for (std::string& entry : environment) environmentPointers.push_back(entry.data());
   environmentPointers.push_back(nullptr);

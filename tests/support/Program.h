@@ -29,6 +29,9 @@ ProgramResult runProgram(const std::vector<std::string>& argv, const ProgramOpti
 /// The same for a program that must succeed; throws std::runtime_error with its standard error otherwise.
 std::string mustRun(const std::vector<std::string>& argv, const ProgramOptions& options = {});
 
+/// The present environment with these variables set, as "NAME=value".
+std::vector<std::string> environmentWith(const std::vector<std::pair<std::string, std::string>>& additions);
+
 /// The program's full path, if it is installed.
 std::optional<std::string> findProgram(const std::string& name);
 

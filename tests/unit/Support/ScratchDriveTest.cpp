@@ -101,12 +101,21 @@ TEST_P(ScratchDriveTest, FillsUpToTheBytesAskedForAndEmptiesAgain) {
 }
 
 TEST_P(ScratchDriveTest, ClearsAwayWhatAKilledTestLeft) {
+  int pipe[2];
+  ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+  const FileDescriptor readEnd(pipe[0]);
+  FileDescriptor writeEnd(pipe[1]);
   const pid_t gone = ::fork();
-  if (gone == 0) ::_exit(0);
-  ASSERT_EQ(::waitpid(gone, nullptr, 0), gone);
+  if (gone == 0) {
+    writeEnd.reset();
+    char byte = 0;
+    ::_exit(static_cast<int>(::read(readEnd.get(), &byte, 1)));
+  }
   const std::string stale = "/Volumes/Fernwahrung-Test-" + std::to_string(gone) + "-1";
   makeFolder(stale);
   mustRun({"mount", "-t", "tmpfs", "none", stale});
+  writeEnd.reset();
+  ASSERT_EQ(::waitpid(gone, nullptr, 0), gone);
   const ScratchDrive drive(options_);
   EXPECT_FALSE(exists(stale));
 }
