@@ -1,0 +1,34 @@
+#include "helper/Failure.h"
+
+#include "Foundation/Errors.h"
+#include "Foundation/OperationLock.h"
+#include "Foundation/Text.h"
+
+#include <new>
+
+namespace fernwahrung {
+
+namespace {
+
+ExitCode exitCode(const std::exception& error) {
+  if (dynamic_cast<const UsageError*>(&error)) return ExitCode::usage;
+  if (dynamic_cast<const BlockedError*>(&error)) return ExitCode::blocked;
+  if (dynamic_cast<const LockBusyError*>(&error)) return ExitCode::lockBusy;
+  const auto* own = dynamic_cast<const FernwahrungError*>(&error);
+  if (own && own->kind() == FernwahrungError::Case::cancelled) return ExitCode::cancelled;
+  return ExitCode::failed;
+}
+
+}  // namespace
+
+BlockedError::BlockedError(const std::vector<std::string>& blockers)
+    : sentences_(Text::join(blockers, "\n")) {
+}
+
+Failure describe(const std::exception& error) {
+  if (dynamic_cast<const std::bad_alloc*>(&error))
+    return {"Der Arbeitsspeicher reicht nicht aus.", ExitCode::failed};
+  return {error.what(), exitCode(error)};
+}
+
+}  // namespace fernwahrung

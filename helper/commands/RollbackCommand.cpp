@@ -1,0 +1,134 @@
+#include "helper/CommandTable.h"
+#include "helper/Failure.h"
+#include "helper/JsonForms.h"
+#include "helper/Reference.h"
+#include "helper/TextColumns.h"
+
+#include "Engine/Rollback.h"
+#include "Foundation/Errors.h"
+#include "Foundation/Log.h"
+#include "Foundation/OperationLock.h"
+#include "Records/Journal.h"
+#include "Storage/FileOps.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <set>
+
+namespace fernwahrung {
+
+namespace {
+
+class RollbackCommand : public Command {
+ public:
+  void declare(Arguments& arguments) override {
+    arguments.optionalPositional("ID", Reference::journalForms, reference_);
+    arguments.flag("--all", "alle unterbrochenen Vorgänge", all_);
+  }
+
+  ExitCode run(Session& session) override {
+    if (all_ && reference_) throw UsageError("Entweder eine ID oder „--all“, nicht beides.");
+    RunningOperation operation(session);
+    // The lock comes before the look: a journal that is open because its operation runs right now is not
+    // ours.
+    const OperationLock lock;
+    for (Journal& journal : chosen()) {
+      // Undoing one operation has no point to stop at; between two there is one.
+      operation.context().checkCancelled();
+      rollBack(journal, operation.context());
+    }
+    report(session);
+    return failed_.empty() ? ExitCode::done : ExitCode::failed;
+  }
+
+ private:
+  struct FailedJournal {
+    Journal journal;
+    std::string message;
+  };
+
+  std::vector<Journal> chosen() const {
+    std::vector<Journal> open = Journal::unfinished();
+    if (reference_) return {namedByReference(open)};
+    if (!all_ && open.size() > 1)
+      throw UsageError(
+          "Es gibt mehrere unterbrochene Vorgänge. Bitte eine ID nennen, oder „--all“ für alle:" +
+          Reference::candidates(open));
+    // A later operation began on what an earlier one had left: the newest is undone first.
+    std::reverse(open.begin(), open.end());
+    return open;
+  }
+
+  Journal namedByReference(const std::vector<Journal>& open) const {
+    const std::vector<Journal> all = Reference::allJournals();
+    const Journal& journal = Reference::find(all, *reference_);
+    const auto isSame = [&](const Journal& other) { return other.id == journal.id; };
+    if (std::any_of(open.begin(), open.end(), isSame)) return journal;
+    throw UsageError(
+        fmt::format("Der Vorgang „{}“ vom {} ist abgeschlossen; zurückrollen lassen sich nur unterbrochene.",
+                    title(journal.kind), Dates::german(journal.startedAt)));
+  }
+
+  void rollBack(Journal& journal, OperationContext& context) {
+    const std::string source = FileOps::normalize(journal.relocation.sourcePath);
+    if (blockedSources_.contains(source)) {
+      failed_.push_back({journal,
+                         "Nicht begonnen: Ein späterer Vorgang an diesem Ordner konnte nicht zurückgerollt "
+                         "werden."});
+      return;
+    }
+    context.progress(fmt::format("Rolle zurück: {} „{}“ …", title(journal.kind), journal.relocation.name),
+                     std::nullopt);
+    try {
+      Relocator::rollback(journal);
+      rolledBack_.push_back(journal);
+    } catch (const std::exception& error) {
+      Log::write(fmt::format("ZURÜCKROLLEN FEHLGESCHLAGEN: {}", error.what()));
+      failed_.push_back({journal, error.what()});
+      blockedSources_.insert(source);
+    }
+  }
+
+  void report(Session& session) const {
+    for (const FailedJournal& failure : failed_)
+      session.remark(fmt::format("{} „{}“ ({}): {}", title(failure.journal.kind),
+                                 visible(failure.journal.relocation.name), failure.journal.id.text(),
+                                 failure.message));
+    if (session.json()) {
+      session.printJson(document());
+    } else if (rolledBack_.empty() && failed_.empty()) {
+      session.say("Es gibt keinen unterbrochenen Vorgang.");
+    } else {
+      for (const Journal& journal : rolledBack_)
+        session.say(fmt::format("{} „{}“: Der unterbrochene Vorgang wurde zurückgerollt.",
+                                title(journal.kind), visible(journal.relocation.name)));
+    }
+  }
+
+  Json::Value document() const {
+    Json::Value rolledBack = Json::Value::array();
+    for (const Journal& journal : rolledBack_) rolledBack.push_back(JsonForms::journal(journal));
+    Json::Value failed = Json::Value::array();
+    for (const FailedJournal& failure : failed_)
+      failed.push_back({{"id", failure.journal.id.text()}, {"message", failure.message}});
+    return {{"rolledBack", rolledBack}, {"failed", failed}};
+  }
+
+  std::optional<std::string> reference_;
+  bool all_ = false;
+  std::vector<Journal> rolledBack_;
+  std::vector<FailedJournal> failed_;
+  std::set<std::string> blockedSources_;
+};
+
+}  // namespace
+
+const CommandEntry rollbackCommand{.name = "rollback",
+                                   .summary = "macht unterbrochene Vorgänge rückgängig",
+                                   .details =
+                                       "Ohne Angabe den einen unterbrochenen Vorgang. Bei mehreren wird der "
+                                       "neueste zuerst zurückgerollt. Was\n"
+                                       "fehlschlägt, bleibt offen und kann erneut versucht werden.",
+                                   .make = makeCommand<RollbackCommand>};
+
+}  // namespace fernwahrung
