@@ -6,6 +6,7 @@
 #include "Engine/Relocate.h"
 #include "Engine/Restore.h"
 #include "Engine/Rollback.h"
+#include "Foundation/PathString.h"
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
 
@@ -151,9 +152,11 @@ TEST_P(RestoreFault, LeavesTheArrangementAsItWas) {
   EXPECT_EQ(sourceDifference(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryStep, RestoreFault, testing::ValuesIn(restoreFaults), [](const auto& info) {
+std::string restoreFaultName(const testing::TestParamInfo<RestoreFaultCase>& info) {
   return rawValue(info.param.kind) + (info.param.mounted ? "_mounted_" : "_unmounted_") + info.param.step;
-});
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryStep, RestoreFault, testing::ValuesIn(restoreFaults), restoreFaultName);
 
 }  // namespace
 }  // namespace fernwahrung

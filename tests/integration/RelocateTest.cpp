@@ -5,6 +5,7 @@
 #include "Engine/Relocate.h"
 #include "Foundation/Errors.h"
 #include "Foundation/OperationLock.h"
+#include "Foundation/PathString.h"
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
 #include "Storage/Verifier.h"
@@ -213,7 +214,7 @@ TEST_F(RelocateTest, FailedRollbackIsToldWithBothSentencesAndTheJournalStaysOpen
   std::string error;
   {
     ToolDouble hdiutil("/usr/bin/hdiutil", {.thenReal = true});
-    hdiutil.answer({.script = "case \"$1\" in detach) echo busy >&2; exit 16;; esac", .thenReal = true});
+    hdiutil.answer({.thenReal = true, .script = "case \"$1\" in detach) echo busy >&2; exit 16;; esac"});
     error = errorOf([&] { Relocator::relocate(image, context); });
   }
   EXPECT_THAT(error,

@@ -3,6 +3,7 @@
 #include "support/Files.h"
 
 #include "Engine/Relocate.h"
+#include "Foundation/PathString.h"
 #include "Platform/linux/MountTable.h"
 #include "Storage/FileOps.h"
 
