@@ -70,7 +70,8 @@ std::vector<Loop> loops() {
     const std::string name = entry.path().filename();
     const auto backing = entry.path() / "loop" / "backing_file";
     if (name.compare(0, 4, "loop") != 0 || !std::filesystem::exists(backing, ignored)) continue;
-    Loop loop{"/dev/" + name, firstLine(entry.path() / "dev"), firstLine(backing)};
+    Loop loop{"/dev/" + name, firstLine(entry.path() / "dev"), firstLine(backing),
+              firstLine(entry.path() / "diskseq")};
     const std::string deleted = " (deleted)";
     if (loop.backingFile.size() > deleted.size() &&
         loop.backingFile.compare(loop.backingFile.size() - deleted.size(), deleted.size(), deleted) == 0) {
@@ -86,23 +87,34 @@ bool isMountPoint(const std::string& path) {
   return std::any_of(all.begin(), all.end(), [&](const Mount& mount) { return mount.mountPoint == path; });
 }
 
+bool isStillThere(const Loop& loop) {
+  const auto all = loops();
+  return std::any_of(all.begin(), all.end(), [&](const Loop& other) {
+    return other.node == loop.node && other.session == loop.session;
+  });
+}
+
 void detachLoop(const Loop& loop) {
+  if (!isStillThere(loop)) return;
   const FileDescriptor fd(::open(loop.node.c_str(), O_RDONLY | O_CLOEXEC));
   if (fd) ::ioctl(fd.get(), LOOP_CLR_FD, 0);
+}
+
+void releaseLoop(const Loop& loop) {
+  if (!isStillThere(loop)) return;
+  auto all = mounts();
+  for (auto mount = all.rbegin(); mount != all.rend(); ++mount) {
+    if (mount->source != loop.node && mount->device != loop.device) continue;
+    release(mount->mountPoint);
+  }
+  detachLoop(loop);
 }
 
 void release(const std::string& path) {
   std::error_code ignored;
   const std::string folder = std::filesystem::weakly_canonical(path, ignored);
   for (const Loop& loop : loops()) {
-    if (!liesAtOrBelow(loop.backingFile, folder)) continue;
-    auto all = mounts();
-    for (auto mount = all.rbegin(); mount != all.rend(); ++mount) {
-      if (mount->source != loop.node && mount->device != loop.device) continue;
-      if (!liesAtOrBelow(mount->mountPoint, folder)) release(mount->mountPoint);
-      unmount(mount->mountPoint);
-    }
-    detachLoop(loop);
+    if (liesAtOrBelow(loop.backingFile, folder)) releaseLoop(loop);
   }
   auto all = mounts();
   for (auto mount = all.rbegin(); mount != all.rend(); ++mount) {

@@ -93,16 +93,6 @@ void removeStaleDrives() {
   }
 }
 
-void releaseLoop(const Mounts::Loop& loop) {
-  const auto all = Mounts::mounts();
-  for (auto mount = all.rbegin(); mount != all.rend(); ++mount) {
-    if (mount->source == loop.node || mount->device == loop.device) {
-      Mounts::release(mount->mountPoint);
-    }
-  }
-  Mounts::detachLoop(loop);
-}
-
 /// The device shrinks to one sector under its file system, whose every access then fails; the file keeps its
 /// bytes.
 void makeDeviceFail(const std::string& node) {
@@ -167,10 +157,10 @@ void ScratchDrive::plugIn() {
 }
 
 void ScratchDrive::letGo() {
-  for (const Mounts::Loop& orphan : orphans_) releaseLoop(orphan);
+  for (const Mounts::Loop& orphan : orphans_) Mounts::releaseLoop(orphan);
   orphans_.clear();
   if (Mounts::isMountPoint(mountPoint_)) Mounts::release(mountPoint_);
-  if (!loop_.node.empty()) releaseLoop(loop_);
+  if (!loop_.node.empty()) Mounts::releaseLoop(loop_);
   loop_ = {};
   ::rmdir(mountPoint_.c_str());
 }
@@ -190,13 +180,8 @@ void ScratchDrive::pull() {
 void ScratchDrive::remount() {
   const Mounts::Loop before = loop_;
   letGo();
-  const auto gone = [&] {
-    for (const Mounts::Loop& loop : Mounts::loops()) {
-      if (loop.node == before.node && loop.backingFile == before.backingFile) return false;
-    }
-    return true;
-  };
-  if (!eventually(gone)) throw std::runtime_error("somebody still holds files open on " + mountPoint_);
+  if (!before.node.empty() && !eventually([&] { return !Mounts::isStillThere(before); }))
+    throw std::runtime_error("somebody still holds files open on " + mountPoint_);
   plugIn();
 }
 
