@@ -29,6 +29,11 @@ constexpr std::string_view binaryMagic = "bplist0";
   fail("zu tief verschachtelt");
 }
 
+/// The library ends the whole program when a text holds one.
+[[noreturn]] void failZero() {
+  fail("Nullbyte in einem Text");
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // Looks at a document before the library does
 
@@ -74,28 +79,56 @@ class BinaryInspector {
     cost_ += cost;
   }
 
-  void visit(std::uint64_t object, int depth) {
-    if (depth > maxDepth) failDepth();
-    if (object >= objects_) fail("beschädigt");
-    pay(costPerObject);
-    auto at = integer(table_ + object * offsetSize_, offsetSize_);
+  struct Object {
+    std::uint64_t kind;   // the high half of the marker
+    std::uint64_t count;  // of bytes, characters, elements or pairs; 0 for a number
+    std::uint64_t at;     // where the content begins
+  };
+
+  static bool isText(const Object& object) { return object.kind >= 0x5 && object.kind <= 0x7; }
+
+  Object read(std::uint64_t number) const {
+    if (number >= objects_) fail("beschädigt");
+    auto at = integer(table_ + number * offsetSize_, offsetSize_);
     const auto marker = integer(at++, 1);
-    auto count = marker & 0x0F;
     const auto kind = marker >> 4;
-    const bool hasCount = kind >= 0x4 && kind != 0x8;
-    if (hasCount && count == 0x0F) {
+    if (kind < 0x4 || kind == 0x8) return {kind, 0, at};
+    auto count = marker & 0x0F;
+    if (count == 0x0F) {
       const auto sizeMarker = integer(at++, 1);
       if (sizeMarker >> 4 != 0x1 || (sizeMarker & 0x0F) > 3) fail("beschädigt");
       const auto size = std::uint64_t{1} << (sizeMarker & 0x0F);
       count = integer(at, size);
       at += size;
     }
-    if (!hasCount) return;
     if (count > bytes_.size()) fail("beschädigt");
-    const bool isDictionary = kind == 0xD;
-    if (kind < 0xA) return pay(count * 2);
-    for (std::uint64_t index = 0; index < count * (isDictionary ? 2 : 1); ++index) {
-      visit(integer(at + index * referenceSize_, referenceSize_), depth + 1);
+    return {kind, count, at};
+  }
+
+  std::uint64_t reference(const Object& container, std::uint64_t index) const {
+    return integer(container.at + index * referenceSize_, referenceSize_);
+  }
+
+  void visit(std::uint64_t number, int depth) {
+    if (depth > maxDepth) failDepth();
+    const auto object = read(number);
+    pay(costPerObject);
+    if (isText(object)) return inspectText(object);
+    if (object.kind < 0xA) return pay(object.count);
+    const bool isDictionary = object.kind == 0xD;
+    for (std::uint64_t index = 0; index < object.count * (isDictionary ? 2 : 1); ++index) {
+      const auto element = reference(object, index);
+      // The keys stand before the values.
+      if (isDictionary && index < object.count && !isText(read(element))) fail("beschädigt");
+      visit(element, depth + 1);
+    }
+  }
+
+  void inspectText(const Object& text) {
+    const std::uint64_t width = text.kind == 0x6 ? 2 : 1;
+    pay(text.count * width * 2);
+    for (std::uint64_t index = 0; index < text.count; ++index) {
+      if (integer(text.at + index * width, width) == 0) failZero();
     }
   }
 
@@ -131,6 +164,7 @@ std::size_t markupEnd(std::string_view xml, std::size_t at) {
 }
 
 void inspectXml(std::string_view xml) {
+  if (xml.find('\0') != std::string_view::npos) failZero();
   int depth = 0;
   for (auto at = xml.find('<'); at != std::string_view::npos; at = xml.find('<', at)) {
     const auto end = markupEnd(xml, at);
