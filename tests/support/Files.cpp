@@ -1,5 +1,6 @@
 #include "support/Files.h"
 
+#include "support/ImmutableFlag.h"
 #include "support/Mounts.h"
 
 #include "Foundation/FileDescriptor.h"
@@ -10,10 +11,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <linux/fs.h>
 #include <memory>
 #include <sstream>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -23,13 +22,6 @@ namespace {
 
 [[noreturn]] void fail(const std::string& what, const std::string& path) {
   throw std::system_error(errno, std::generic_category(), what + " " + path);
-}
-
-bool changeImmutable(int fd, bool immutable) {
-  int flags = 0;
-  if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) != 0) return false;
-  const int wanted = immutable ? flags | FS_IMMUTABLE_FL : flags & ~(FS_IMMUTABLE_FL | FS_APPEND_FL);
-  return wanted == flags || ::ioctl(fd, FS_IOC_SETFLAGS, &wanted) == 0;
 }
 
 void removeAt(int parent, const std::string& name, const std::string& path);

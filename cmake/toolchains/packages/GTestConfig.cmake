@@ -1,0 +1,11 @@
+# GoogleTest and GoogleMock from the sources that Debian's package "googletest" lays down.
+set(googletest /usr/src/googletest)
+foreach(part gtest gmock)
+  set(folder ${googletest}/google${part})
+  string(REPLACE googlegtest googletest folder ${folder})
+  string(REPLACE googlegmock googlemock folder ${folder})
+  add_library(${part} STATIC EXCLUDE_FROM_ALL ${folder}/src/${part}-all.cc)
+  target_include_directories(${part} SYSTEM PUBLIC ${folder}/include PRIVATE ${folder})
+  add_library(GTest::${part} ALIAS ${part})
+endforeach()
+target_link_libraries(gmock PUBLIC gtest)
