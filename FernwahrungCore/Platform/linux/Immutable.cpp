@@ -48,10 +48,11 @@ bool hasImmutableFlag(int fd) {
 std::optional<mode_t> markedMode(int fd) {
   char text[16];
   const ssize_t length = ::fgetxattr(fd, lockMarker, text, sizeof text);
-  if (length < 0) return std::nullopt;
+  if (length < 0 && errno != ERANGE) return std::nullopt;
+  // A damaged marker still marks; the owner gets his own rights back.
+  if (length < 0) return S_IRWXU;
   unsigned mode = 0;
   const auto [end, error] = std::from_chars(text, text + length, mode, 8);
-  // A damaged marker still marks; the owner gets his own rights back.
   if (error != std::errc() || end != text + length || mode > 07777) return S_IRWXU;
   return mode;
 }

@@ -127,11 +127,13 @@ std::string record(const std::string& item, const TrashCan& can) {
 
 /// "name.ext", "name 2.ext", "name 3.ext" …, short enough for the record's name.
 std::string candidate(const std::string& name, int number) {
-  const std::string dotted = PathString::extension(name).empty() ? "" : "." + PathString::extension(name);
+  constexpr std::size_t room = longestName - std::string_view(".trashinfo").size();
+  std::string dotted = PathString::extension(name).empty() ? "" : "." + PathString::extension(name);
+  // What fills half a name is no extension.
+  if (dotted.size() > room / 2) dotted.clear();
   const std::string ending = (number > 1 ? " " + std::to_string(number) : "") + dotted;
   std::string stem = name.substr(0, name.size() - dotted.size());
-  const std::size_t room = longestName - std::string_view(".trashinfo").size();
-  if (ending.size() < room && stem.size() + ending.size() > room) {
+  if (stem.size() + ending.size() > room) {
     std::size_t end = room - ending.size();
     // Not in the middle of a character.
     while (end > 1 && (static_cast<unsigned char>(stem[end]) & 0xC0) == 0x80) --end;

@@ -5,6 +5,7 @@
 #include "Platform/FileInfo.h"
 
 #include <cerrno>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace fernwahrung {
 namespace {
