@@ -136,13 +136,13 @@ void Arguments::parse(const std::vector<std::string>& arguments) {
   try {
     parser_->app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& error) {
-    // Each of the library's sentences begins with the option it is about.
+    // Each of the library's sentences begins with the option it is about, for a flag without its hyphens.
     const std::string name = Text::split(Text::replacingAll(error.what(), ":", " "), ' ').front();
     for (const auto& entry : entries_) {
-      if (entry->name != name) continue;
+      if (entry->name != name && entry->name != "--" + name) continue;
       throw UsageError(entry->kind == Entry::Kind::flag
-                           ? fmt::format("Die Option „{}“ nimmt keinen Wert.", name)
-                           : fmt::format("Die Option „{}“ braucht einen Wert.", name));
+                           ? fmt::format("Die Option „{}“ nimmt keinen Wert.", entry->name)
+                           : fmt::format("Die Option „{}“ braucht einen Wert.", entry->name));
     }
     throw UsageError("Die Befehlszeile ist nicht verständlich.");
   }

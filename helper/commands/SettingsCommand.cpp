@@ -26,8 +26,8 @@ Pointer pointer(const std::string& key) {
 
 std::string lines(const Json::Value& settings) {
   std::string text;
-  for (const auto& [path, value] : settings.flatten().items())
-    text += fmt::format("{} = {}\n", dotted(path), value.dump());
+  const Json::Value flat = settings.flatten();
+  for (const auto& [path, value] : flat.items()) text += fmt::format("{} = {}\n", dotted(path), value.dump());
   return text;
 }
 
