@@ -167,7 +167,8 @@ std::string moveInto(const TrashCan& can, const std::string& item) {
 
 std::optional<std::string> moveToTrash(const std::string& path) {
   try {
-    const std::string given = path.size() > 1 && path.back() == '/' ? path.substr(0, path.size() - 1) : path;
+    std::string given = path;
+    while (given.size() > 1 && given.back() == '/') given.pop_back();
     if (!fileInfo(given)) check(System::errorCode(errno));
     const std::string parent = PathString::parent(given);
     // The item itself is not resolved: a link goes to the Trash as a link.
