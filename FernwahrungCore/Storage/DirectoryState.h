@@ -28,9 +28,9 @@ struct DirectoryContents {
   std::int64_t files = 0;        // at all depths; links and the like too
   std::int64_t directories = 0;  // at all depths, the root not counted
   std::int64_t bytes = 0;        // logical, without links
-  std::optional<Date> newestChange;
-  std::vector<std::string> sample;  // the first names, sorted
-  bool truncated = false;           // the walk stopped at its cap
+  std::optional<Date> newestChange = {};
+  std::vector<std::string> sample = {};  // the first names, sorted
+  bool truncated = false;                // the walk stopped at its cap
 
   /// One to three lines for the question put to the user.
   std::string summaryText() const;

@@ -44,7 +44,7 @@ bool isIgnoredVolumeEntry(std::string_view name);
 Fingerprint fingerprint(const std::string& path, bool isVolumeRoot);
 
 struct CompareOptions {
-  std::optional<std::int64_t> totalBytes;  // for the progress
+  std::optional<std::int64_t> totalBytes = {};  // for the progress
   bool sourceIsVolumeRoot = false;
   bool destinationIsVolumeRoot = false;
 };
