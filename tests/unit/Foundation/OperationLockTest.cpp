@@ -7,6 +7,8 @@
 #include "Foundation/OperationLock.h"
 #include "Foundation/Paths.h"
 
+#include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <memory>

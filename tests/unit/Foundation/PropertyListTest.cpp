@@ -3,6 +3,7 @@
 #include "Foundation/PathString.h"
 #include "Foundation/PropertyList.h"
 
+#include <bit>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
