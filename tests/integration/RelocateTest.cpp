@@ -156,7 +156,8 @@ TEST_F(RelocateTest, ApplicationThatWritesDuringTheCopyStopsItAtTheFinalGate) {
 TEST_F(RelocateTest, DifferenceFoundByTheComparisonIsTheError) {
   makeSource();
   // the copy tool claims success and leaves out a file
-  ToolDouble ditto("/usr/bin/ditto");
+  ToolDouble ditto("/usr/bin/ditto", {.thenReal = true});
+  ditto.answerCall(1, {});
   std::string error = errorOf([&] { relocate(RelocationKind::symlink); });
   EXPECT_THAT(error,
               HasSubstr("Prüfung fehlgeschlagen – die Kopie ist NICHT identisch:\nFehlt in der Kopie: "));
@@ -177,6 +178,7 @@ TEST_F(RelocateTest, GuardedAppThatStartsBeforeTheFinalGateStopsIt) {
 TEST_F(RelocateTest, CancellingInTheMiddleLeavesEverythingAsItWas) {
   for (RelocationKind kind : allRelocationKinds) {
     for (const char* moment : {"Kopiere ", "Prüfe Datei"}) {
+      removeEverything(source);
       makeSource();
       OperationContext* current = nullptr;
       OperationContext cancelling(onProgress([&](const std::string& text) {

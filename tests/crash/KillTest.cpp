@@ -1,0 +1,226 @@
+// Every operation, killed right before its N-th changing system call; then a fresh process rolls back, and
+// everything is as it was. A short run looks at each call that touches the user's folder and at some of all
+// the others; with FERNWAHRUNG_TEST_FULL set, at every one.
+#include "Scene.h"
+#include "support/Files.h"
+#include "support/KillAt.h"
+#include "support/Program.h"
+
+#include "Engine/Relocate.h"
+#include "Engine/Status.h"
+#include "Foundation/PathString.h"
+#include "Storage/DiskImage.h"
+#include "Storage/FileOps.h"
+
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <set>
+
+namespace fernwahrung {
+namespace {
+
+using testing::IsEmpty;
+
+struct Case {
+  RelocationKind kind;
+  KillAt::Mode mode;
+};
+
+void PrintTo(const Case& value, std::ostream* out) {
+  *out << rawValue(value.kind) << (value.mode == KillAt::Mode::main ? " main" : " all");
+}
+
+std::string caseName(const testing::TestParamInfo<Case>& info) {
+  return rawValue(info.param.kind) +
+         (info.param.mode == KillAt::Mode::main ? "_programDies" : "_everythingDies");
+}
+
+class KillTest : public Scene, public testing::WithParamInterface<Case> {
+ protected:
+  void SetUp() override {
+    if (auto reason = KillAt::unavailable()) GTEST_SKIP() << *reason;
+    Scene::SetUp();
+  }
+
+  /// The calls to die at, from a run that was only counted.
+  static std::vector<int> moments(const std::vector<std::string>& calls, const std::string& source) {
+    const int sparse = 23;
+    const bool all = std::getenv("FERNWAHRUNG_TEST_FULL") != nullptr;
+    std::vector<int> result;
+    for (int n = 1; n <= static_cast<int>(calls.size()); ++n) {
+      const std::string& call = calls[static_cast<std::size_t>(n - 1)];
+      bool copying = call.ends_with("[cp]") || call.ends_with("[ditto]");
+      bool touchesTheFolder = call.find(source) != std::string::npos && !copying;
+      bool touchesTheList = call.find("registry.json") != std::string::npos;
+      if (all || touchesTheFolder || touchesTheList || n % sparse == 0) result.push_back(n);
+    }
+    return result;
+  }
+
+  /// Runs the helper until its n-th call, and waits for the tools it leaves behind.
+  KillAt::Result runUntil(const std::vector<std::string>& arguments, int n, bool recordCalls = false) {
+    std::vector<std::string> argv{FERNWAHRUNG_HELPER};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    KillAt run({.argv = argv, .killAt = n, .mode = GetParam().mode, .recordCalls = recordCalls});
+    run.wait();
+    EXPECT_TRUE(run.waitForTree());
+    return run.result();
+  }
+
+  void rollBackInAFreshProcess() {
+    ProgramResult result = runProgram({FERNWAHRUNG_HELPER, "rollback", "--all"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(Journal::unfinished(), IsEmpty());
+    EXPECT_EQ(runProgram({FERNWAHRUNG_HELPER, "rollback", "--all"}).status, 0)
+        << "a second rollback finds nothing";
+  }
+
+  /// Back to a plain folder, by hand, after a run that got through.
+  void undoByHand(const std::string& storage) {
+    if (FileOps::isMountPoint(source)) DiskImage::detach(source);
+    for (const std::string& name : besideSource()) {
+      if (name.find(".ORIGINAL-") == std::string::npos) continue;
+      if (FileOps::isDirectory(source)) FileOps::setLocked(source, false);
+      removeEverything(source);
+      FileOps::renameExclusive(*mac / name, source);
+    }
+    removeEverything(storage);
+    removeEverything(storage + ".fernwahrung.json");
+  }
+
+  void emptyTrashAndRecords() {
+    for (const char* name : {"Papierkorb", "registry.json", "registry.json.bak", "journal", "mnt"}) {
+      removeEverything(*home / name);
+    }
+  }
+};
+
+/// True when the entry was saved but the step was not noted: the entry then stays, and its status shows why.
+bool diedBetweenSavingAndNoting(const Journal& journal) {
+  return journal.has("postChecked") && !journal.has("registered");
+}
+
+TEST_P(KillTest, RelocateAtEveryInstant) {
+  makeSource({.depth = 4, .manyFiles = 3});
+  const RelocationKind kind = GetParam().kind;
+  const std::string storage = plan(kind).storagePath();
+  const std::vector<std::string> command{"relocate",  "--yes",       "--source",      source,
+                                         "--storage", drive->path(), "--kind",        rawValue(kind),
+                                         "--size-gb", "20",          "--no-spotlight"};
+
+  KillAt::Result counted = runUntil(command, 0, /*recordCalls=*/true);
+  ASSERT_EQ(counted.status, 0) << counted.err;
+  EXPECT_EQ(sourceDifference(), "");
+  undoByHand(storage);
+  emptyTrashAndRecords();
+
+  int rolledBack = 0, gotThrough = 0, keptEntries = 0;
+  const std::vector<int> ns = moments(counted.calls, source);
+  for (int n : ns) {
+    KillAt::Result run = runUntil(command, n);
+    if (!run.killed) continue;  // the order of two calls may vary by a few between runs
+    SCOPED_TRACE("killed before call " + std::to_string(n) + " of " + std::to_string(counted.total) + ": " +
+                 run.call);
+    std::vector<Journal> open = Journal::unfinished();
+    bool mayKeepItsEntry = !open.empty() && diedBetweenSavingAndNoting(open[0]);
+    rollBackInAFreshProcess();
+
+    if (open.empty() && RegistryStore::load().relocations.size() == 1) {
+      ++gotThrough;  // it died after its end was written down
+      EXPECT_EQ(sourceDifference(), "");
+      EXPECT_EQ(Relocator::status(RegistryStore::load().relocations[0]).health, RelocationStatus::Health::ok);
+      undoByHand(storage);
+    } else {
+      ++rolledBack;
+      if (mayKeepItsEntry && !RegistryStore::load().relocations.empty()) {
+        ++keptEntries;
+        RegistryStore::save({});
+      }
+      expectAsBefore();
+      EXPECT_FALSE(exists(storage)) << "the copy lies in the Trash";
+      removeEverything(storage + ".fernwahrung.json");
+    }
+    emptyTrashAndRecords();
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(rolledBack, 0);
+  EXPECT_LE(keptEntries, 12) << "only between saving the list and noting it in the journal";
+  std::cout << "killed at " << ns.size() << " of " << counted.total << " calls: " << rolledBack
+            << " rolled back, " << gotThrough << " had got through\n";
+}
+
+TEST_P(KillTest, RestoreAtEveryInstant) {
+  makeSource({.depth = 4, .manyFiles = 3});
+  const RelocationKind kind = GetParam().kind;
+  const std::string storage = plan(kind).storagePath();
+
+  relocate(kind);
+  const Registry arrangement = RegistryStore::load();
+  const std::string kept = *arrangement.relocations.at(0).originalBackupPath;
+  const std::vector<std::string> command{"restore", arrangement.relocations.at(0).id.text()};
+  KillAt::Result counted = runUntil(command, 0, /*recordCalls=*/true);
+  ASSERT_EQ(counted.status, 0) << counted.err;
+  EXPECT_EQ(sourceDifference(), "");
+
+  auto arrangeAgain = [&] {
+    // from "restored" back to the arrangement, without copying: the mount point or the link in place of the
+    // folder
+    removeEverything(source);
+    if (kind == RelocationKind::symlink) {
+      ASSERT_EQ(::symlink(storage.c_str(), source.c_str()), 0);
+    } else {
+      FileOps::createDirectory(source, std::nullopt);
+      FileOps::setLocked(source, true);
+      DiskImage::attach(storage, source, {.browsable = false, .readOnly = false});
+    }
+    RegistryStore::save(arrangement);
+  };
+  arrangeAgain();
+
+  int rolledBack = 0, gotThrough = 0;
+  const std::vector<int> ns = moments(counted.calls, source);
+  for (int n : ns) {
+    KillAt::Result run = runUntil(command, n);
+    SCOPED_TRACE("killed before call " + std::to_string(n) + " of " + std::to_string(counted.total) + ": " +
+                 run.call);
+    std::vector<Journal> open = Journal::unfinished();
+    rollBackInAFreshProcess();
+    Relocation entry = RegistryStore::load().relocations.at(0);
+    bool savedButNotNoted =
+        !open.empty() && !open[0].has("registered") && entry.state == RelocationState::restored;
+
+    if (!run.killed || (open.empty() && entry.state == RelocationState::restored)) {
+      ++gotThrough;
+      EXPECT_EQ(sourceDifference(), "");
+      EXPECT_EQ(entry.state, RelocationState::restored);
+      arrangeAgain();
+    } else {
+      ++rolledBack;
+      if (savedButNotNoted) RegistryStore::save(arrangement);
+      EXPECT_EQ(RegistryStore::load(), arrangement);
+      EXPECT_EQ(Relocator::status(arrangement.relocations[0]).health, RelocationStatus::Health::ok);
+      EXPECT_EQ(FileOps::isSymlink(source), kind == RelocationKind::symlink);
+      std::string data = kind == RelocationKind::symlink ? storage : source;
+      EXPECT_EQ(diff(before, TreeManifest::of(data)), "") << "the data on the storage";
+      EXPECT_EQ(besideSource(), std::vector<std::string>{PathString::lastComponent(kept)})
+          << "no staging folder";
+      EXPECT_THAT(mountsBelow(home->path()), IsEmpty());
+    }
+    EXPECT_EQ(diff(before, TreeManifest::of(kept)), "") << "the kept original";
+    for (const char* name : {"Papierkorb", "journal", "mnt"}) removeEverything(*home / name);
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(rolledBack, 0);
+  std::cout << "killed at " << ns.size() << " of " << counted.total << " calls: " << rolledBack
+            << " rolled back, " << gotThrough << " had got through\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, KillTest,
+                         testing::Values(Case{RelocationKind::image, KillAt::Mode::main},
+                                         Case{RelocationKind::image, KillAt::Mode::all},
+                                         Case{RelocationKind::symlink, KillAt::Mode::main},
+                                         Case{RelocationKind::symlink, KillAt::Mode::all}),
+                         caseName);
+
+}  // namespace
+}  // namespace fernwahrung
