@@ -44,7 +44,7 @@ Interruption::Interruption(std::function<void()> wish) {
   struct sigaction action = {};
   action.sa_handler = noteSignal;
   action.sa_flags = SA_RESTART;
-  ::sigemptyset(&action.sa_mask);
+  sigemptyset(&action.sa_mask);  // a macro on the Mac
   for (std::size_t i = 0; i < signals.size(); ++i) {
     ::sigaction(signals[i], nullptr, &old_[i]);
     if (signals[i] == SIGHUP && old_[i].sa_handler == SIG_IGN) continue;

@@ -1,7 +1,7 @@
 #include "support/Files.h"
 
-#include "support/ImmutableFlag.h"
 #include "support/Mounts.h"
+#include "support/SystemDifferences.h"
 
 #include "Foundation/FileDescriptor.h"
 

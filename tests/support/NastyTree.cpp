@@ -1,6 +1,7 @@
 #include "support/NastyTree.h"
 
 #include "support/Files.h"
+#include "support/SystemDifferences.h"
 
 #include "Foundation/FileDescriptor.h"
 
@@ -10,7 +11,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
@@ -45,7 +45,7 @@ void makeSparseFile(const std::string& path) {
 }
 
 void setAttribute(const std::string& path, const char* name, const std::string& value) {
-  if (::lsetxattr(path.c_str(), name, value.data(), value.size(), 0) != 0 && errno != ENOTSUP) {
+  if (setAttributeAt(path, name, value) != 0 && errno != ENOTSUP) {
     throw std::system_error(errno, std::generic_category(), path);
   }
 }

@@ -5,19 +5,24 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
+extern char** environ;
+
 namespace fernwahrung {
 namespace {
 
-FileDescriptor memoryFile(std::string_view bytes) {
-  FileDescriptor fd(::memfd_create("stream", MFD_CLOEXEC));
-  if (!fd) throw std::system_error(errno, std::generic_category(), "memfd_create");
+/// Without a name, so that it goes with its last descriptor.
+FileDescriptor namelessFile(std::string_view bytes) {
+  std::string pattern = std::filesystem::temp_directory_path() / "fernwahrung-stream-XXXXXX";
+  FileDescriptor fd(::mkostemp(pattern.data(), O_CLOEXEC));
+  if (!fd) throw std::system_error(errno, std::generic_category(), pattern);
+  ::unlink(pattern.c_str());
   while (!bytes.empty()) {
     const ssize_t written = ::write(fd.get(), bytes.data(), bytes.size());
     if (written < 0) throw std::system_error(errno, std::generic_category(), "write");
@@ -65,9 +70,9 @@ ProgramResult runProgram(const std::vector<std::string>& argv, const ProgramOpti
   for (std::string& entry : environment) environmentPointers.push_back(entry.data());
   environmentPointers.push_back(nullptr);
 
-  const FileDescriptor input = memoryFile(options.input);
-  const FileDescriptor output = memoryFile("");
-  const FileDescriptor error = memoryFile("");
+  const FileDescriptor input = namelessFile(options.input);
+  const FileDescriptor output = namelessFile("");
+  const FileDescriptor error = namelessFile("");
   const pid_t pid = ::fork();
   if (pid < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (pid == 0) {

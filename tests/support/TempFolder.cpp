@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace fernwahrung {
 

@@ -1,5 +1,7 @@
 #include "support/TreeManifest.h"
 
+#include "support/SystemDifferences.h"
+
 #include "Foundation/FileDescriptor.h"
 
 #include <algorithm>
@@ -9,7 +11,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -63,7 +64,7 @@ std::vector<std::pair<std::int64_t, std::int64_t>> dataRanges(int fd, std::int64
 std::map<std::string, std::string> attributesOf(const std::string& path) {
   std::map<std::string, std::string> result;
   std::string names(65536, '\0');
-  const ssize_t length = ::llistxattr(path.c_str(), names.data(), names.size());
+  const ssize_t length = attributeNamesAt(path, names.data(), names.size());
   if (length < 0) {
     if (errno == ENOTSUP) return result;
     fail("list attributes of", path);
@@ -72,7 +73,7 @@ std::map<std::string, std::string> attributesOf(const std::string& path) {
     const std::string name = names.c_str() + begin;
     begin += name.size() + 1;
     std::string value(65536, '\0');
-    const ssize_t size = ::lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
+    const ssize_t size = attributeAt(path, name.c_str(), value.data(), value.size());
     if (size < 0) fail("read attribute " + name + " of", path);
     value.resize(static_cast<std::size_t>(size));
     result[name] = value;
@@ -91,7 +92,7 @@ class Reader {
     entry.mode = info.st_mode & 07777;
     entry.owner = info.st_uid;
     entry.group = info.st_gid;
-    entry.modifiedNanoseconds = info.st_mtim.tv_sec * 1'000'000'000LL + info.st_mtim.tv_nsec;
+    entry.modifiedNanoseconds = ::fernwahrung::modifiedNanoseconds(info);
     entry.attributes = attributesOf(path);
     if (S_ISREG(info.st_mode)) {
       readFileInto(entry, path, info.st_size);

@@ -1,5 +1,5 @@
-// Sources: getfsstat(2), unmount(2), hdiutil(1). There are no loop devices to list on a Mac: its images are detached by
-// their mount points.
+// Sources: getfsstat(2), unmount(2), hdiutil(1). There are no loop devices to list on a Mac: its images are
+// detached by their mount points.
 #include "support/Mounts.h"
 
 #include "support/Program.h"
@@ -26,10 +26,11 @@ std::vector<Mount> mounts() {
   std::vector<Mount> result;
   for (int i = 0; i < count; ++i) {
     const struct statfs& entry = table[static_cast<std::size_t>(i)];
-    result.push_back({.mountPoint = entry.f_mntonname,
-                      .device = std::to_string(entry.f_fsid.val[0]) + ":" + std::to_string(entry.f_fsid.val[1]),
-                      .type = entry.f_fstypename,
-                      .source = entry.f_mntfromname});
+    result.push_back(
+        {.mountPoint = entry.f_mntonname,
+         .device = std::to_string(entry.f_fsid.val[0]) + ":" + std::to_string(entry.f_fsid.val[1]),
+         .type = entry.f_fstypename,
+         .source = entry.f_mntfromname});
   }
   return result;
 }
