@@ -55,7 +55,7 @@ AppSettings AppSettings::load() {
 }
 
 void AppSettings::save() const {
-  FileOps::ensureFolder(Paths::supportDirectory());
+  Paths::ensure(Paths::supportDirectory());
   FileOps::atomicWrite(Json::print(toJson(*this)), file(), false);
 }
 

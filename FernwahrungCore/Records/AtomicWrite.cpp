@@ -3,7 +3,6 @@
 #include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/PathString.h"
-#include "Foundation/Paths.h"
 #include "Foundation/Uuid.h"
 #include "Platform/FileChanges.h"
 #include "Platform/FileInfo.h"
@@ -19,6 +18,11 @@ namespace fernwahrung::FileOps {
 
 namespace {
 
+/// A new file is no safer than the names of the folders above it, and those may be as new and made by
+/// somebody who did not flush them. The deepest of the program's own are the journals': their folder, in the
+/// program's.
+constexpr int foldersOfOurOwn = 2;
+
 std::string temporaryPath(const std::string& path) {
   return PathString::join(PathString::parent(path),
                           fmt::format(".{}.{}.tmp", PathString::lastComponent(path), Uuid::random().text()));
@@ -30,6 +34,17 @@ void linkBackup(const std::string& path) {
   const auto backup = path + ".bak";
   static_cast<void>(Platform::unlink(backup));
   static_cast<void>(Platform::hardLink(path, backup));
+}
+
+/// Flushes so many folders from the file's own upwards. A failure counts for nothing: every reader already
+/// sees the new content, so an error would make the caller believe in the old one; and some file systems of
+/// external drives refuse to flush a folder at all.
+void flushFolders(const std::string& path, int count) {
+  auto folder = PathString::parent(path);
+  for (; count > 0 && !folder.empty(); --count) {
+    static_cast<void>(Platform::flushDirectory(folder));
+    folder = PathString::parent(folder);
+  }
 }
 
 [[noreturn]] void throwUnreadable(const std::string& path, int code) {
@@ -50,6 +65,7 @@ FileDescriptor openForReading(const std::string& path) {
 }  // namespace
 
 void atomicWrite(std::string_view data, const std::string& path, bool keepBackup) {
+  const bool isNew = !Platform::fileInfo(path);
   const auto temporary = temporaryPath(path);
   if (Platform::createFile(temporary)) {
     throw FernwahrungError::message("Datei kann nicht geschrieben werden: " + path);
@@ -57,26 +73,11 @@ void atomicWrite(std::string_view data, const std::string& path, bool keepBackup
   if (const auto error = Platform::writeAndFlush(temporary, data)) {
     throw SystemError("Datei kann nicht geschrieben werden", path, error.value());
   }
-  if (keepBackup && Platform::fileInfo(path)) linkBackup(path);
+  if (keepBackup && !isNew) linkBackup(path);
   if (Platform::rename(temporary, path)) {
     throw FernwahrungError::message("Datei kann nicht gespeichert werden: " + path);
   }
-  // A failure counts for nothing here. Every reader already sees the new content, so an error would make the
-  // caller believe in the old one; and some file systems of external drives refuse to flush a folder at all.
-  static_cast<void>(Platform::flushDirectory(PathString::parent(path)));
-}
-
-void ensureFolder(const std::string& directory) {
-  std::vector<std::string> missing;
-  for (auto folder = directory; !folder.empty() && !Platform::fileInfo(folder);) {
-    missing.push_back(folder);
-    folder = PathString::parent(folder);
-  }
-  Paths::ensure(directory);
-  for (const auto& folder : missing) {
-    // Best effort, for the same reason as in atomicWrite.
-    static_cast<void>(Platform::flushDirectory(PathString::parent(folder)));
-  }
+  flushFolders(path, isNew ? 1 + foldersOfOurOwn : 1);
 }
 
 std::string readFile(const std::string& path) {

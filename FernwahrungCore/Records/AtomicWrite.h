@@ -7,17 +7,12 @@
 namespace fernwahrung::FileOps {
 
 /// A reader, and a crash at any instant, sees the old file or the whole new one: a temporary file beside the
-/// target
-/// (".{name}.{UUID}.tmp") is written and flushed to the disk, then renamed over it, then the folder is
+/// target (".{name}.{UUID}.tmp") is written and flushed to the disk, then renamed over it, then the folder is
 /// flushed. With `keepBackup` the old content stays as "{path}.bak", a hard link that costs no copy; a failed
 /// backup does not stop the write. Throws FernwahrungError "Datei kann nicht geschrieben werden: {path}" or
 /// "Datei kann nicht gespeichert werden: {path}", or SystemError; a temporary file may then stay behind. An
 /// error means that the old content is still in place: once the rename has succeeded nothing throws.
 void atomicWrite(std::string_view data, const std::string& path, bool keepBackup);
-
-/// Paths::ensure, and the names of the folders it had to create are flushed to the disk: a file is no safer
-/// than the folders above it. Throws SystemError.
-void ensureFolder(const std::string& directory);
 
 /// The whole plain file as bytes; links are followed. Throws SystemError, also for anything that is no plain
 /// file, as a pipe, which would block.

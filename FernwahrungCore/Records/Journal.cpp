@@ -123,7 +123,7 @@ std::optional<std::string> Journal::path(const std::string& key) const {
 
 void Journal::save() const {
   const auto directory = Paths::journalDirectory();
-  FileOps::ensureFolder(directory);
+  Paths::ensure(directory);
   FileOps::atomicWrite(Json::print(toJson(*this)), PathString::join(directory, fileName(*this)), false);
 }
 
@@ -146,7 +146,7 @@ void Journal::close() noexcept {
     finishedAt = Clock::now();
     save();
   });
-  ignoringFailure([] { FileOps::ensureFolder(Paths::finishedJournalDirectory()); });
+  ignoringFailure([] { Paths::ensure(Paths::finishedJournalDirectory()); });
   ignoringFailure([&] {
     const auto open = Paths::journalDirectory();
     const auto closed = Paths::finishedJournalDirectory();
@@ -154,8 +154,8 @@ void Journal::close() noexcept {
                          PathString::join(closed, fileName(*this)))) {
       return;
     }
-    static_cast<void>(Platform::flushDirectory(closed));
     static_cast<void>(Platform::flushDirectory(open));
+    static_cast<void>(Platform::flushDirectory(closed));
   });
 }
 

@@ -65,7 +65,7 @@ void MountPause::save() const {
     Json::Value value;
     auto& list = value["entries"] = Json::Value::array();
     for (const auto& entry : entries) list.push_back(toJson(entry));
-    FileOps::ensureFolder(Paths::supportDirectory());
+    Paths::ensure(Paths::supportDirectory());
     FileOps::atomicWrite(Json::print(value), file(), false);
   } catch (const std::exception&) {
     // Lost, and the program behaves as if there were no pause.

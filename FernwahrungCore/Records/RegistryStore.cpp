@@ -41,6 +41,17 @@ Registry read(const std::string& path) {
   return registryFromJson(Json::parse(FileOps::readFile(path)));
 }
 
+/// A damaged list must not take the place of the backup, which is then the only good one until the new list
+/// lies in its place.
+bool isWorthABackup(const std::string& path) {
+  try {
+    read(path);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 Relocation* Registry::find(const Uuid& id) {
@@ -67,8 +78,10 @@ Registry load() {
 }
 
 void save(const Registry& registry) {
-  FileOps::ensureFolder(Paths::supportDirectory());
-  FileOps::atomicWrite(Json::print(toJson(registry)), Paths::registryFile(), true);
+  Paths::ensure(Paths::supportDirectory());
+  const auto text = Json::print(toJson(registry));
+  const auto path = Paths::registryFile();
+  FileOps::atomicWrite(text, path, isWorthABackup(path));
   for (const auto& relocation : registry.relocations) writeSidecar(relocation);
 }
 

@@ -25,9 +25,9 @@ namespace RegistryStore {
 /// backup's own error when that is damaged too.
 Registry load();
 
-/// Writes "registry.json", keeping the old one as "registry.json.bak", then the sidecars of all entries whose
-/// drive is there. Throws when the file can't be written; the old one is then intact and no sidecar was
-/// touched.
+/// Writes "registry.json", keeping the old one as "registry.json.bak" if it can be read, then the sidecars of
+/// all entries whose drive is there. Throws when the file can't be written; the old one is then intact and no
+/// sidecar was touched.
 void save(const Registry& registry);
 
 /// load, change, save. What `change` throws stops everything.
