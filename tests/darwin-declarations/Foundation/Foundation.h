@@ -1,6 +1,6 @@
-// Declarations of our own for the few parts of the Mac's Foundation that FernwahrungCore/Platform/darwin uses, so that
-// its Objective-C++ can be checked and linked where no Mac is at hand. The README beside this folder says where each is
-// documented. On a Mac nothing of this is used.
+// Declarations of our own for the few parts of the Mac's Foundation that FernwahrungCore/Platform/darwin
+// uses, so that its Objective-C++ can be checked and linked where no Mac is at hand. The README beside this
+// folder says where each is documented. On a Mac nothing of this is used.
 #pragma once
 
 #ifndef __OBJC__
@@ -26,7 +26,7 @@ typedef unsigned long NSUInteger;
 @end
 
 __attribute__((objc_root_class))
-@interface NSObject <NSObject>
+@interface NSObject<NSObject>
 + (Class)class;
 @end
 
