@@ -25,7 +25,7 @@ std::string symbol(RelocationStatus::Health health) {
 }
 
 std::string fact(const std::string& title, const std::string& value) {
-  return padded(title + ":", 16) + visible(value) + "\n";
+  return padded(title + ":", 18) + visible(value) + "\n";
 }
 
 std::string facts(const std::string& title, const std::optional<std::vector<std::string>>& values) {
