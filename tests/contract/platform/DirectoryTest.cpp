@@ -3,11 +3,13 @@
 #include "support/TempFolder.h"
 
 #include "Foundation/Errors.h"
+#include "Foundation/FileDescriptor.h"
 #include "Platform/Directory.h"
 #include "Platform/FileChanges.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -108,6 +110,15 @@ TEST(Directory, TheErrorNamesTheFolderAndTheReason) {
     EXPECT_EQ(error.what(),
               "Der Ordner kann nicht gelesen werden: " + (folder / "missing") + " (" + error.reason() + ")");
   }
+}
+
+TEST(Directory, AnErrorWhileReadingIsNotTheEnd) {
+  const TempFolder folder;
+  Directory directory(folder.path());
+  // What is behind the open folder turns into something that can't be listed.
+  const FileDescriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(::dup2(null.get(), directory.descriptor()), directory.descriptor());
+  EXPECT_THROW(directory.next(), SystemError);
 }
 
 TEST(Directory, LeavesNoDescriptorOpen) {

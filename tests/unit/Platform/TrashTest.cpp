@@ -211,5 +211,14 @@ TEST_F(LinuxDriveTrash, AnItemBehindABindMountStaysOnItsMount) {
   EXPECT_EQ(moveToTrash(home / "bound/item"), home / "bound" + own + "/files/item");
 }
 
+TEST_F(LinuxTrash, AMountOfTheSameFileSystemHasATrashOfItsOwn) {
+  if (::geteuid() != 0) GTEST_SKIP() << "mounting needs root";
+  writeFile(home / "real/item", "bytes");
+  makeFolder(home / "bound");
+  ASSERT_EQ(::mount((home / "real").c_str(), (home / "bound").c_str(), nullptr, MS_BIND, nullptr), 0);
+  const std::string own = "bound/.Trash-" + std::to_string(::getuid());
+  EXPECT_EQ(moveToTrash(home / "bound/item"), home / (own + "/files/item"));
+}
+
 }  // namespace
 }  // namespace fernwahrung
