@@ -15,7 +15,8 @@ namespace Dates {
 Date fromUnixSeconds(double seconds);
 double unixSeconds(Date date);
 
-/// "2026-11-15T10:09:15Z": whole seconds (cut, not rounded), always UTC. The form of every date in the JSON files.
+/// "2026-11-15T10:09:15Z": whole seconds (cut, not rounded), always UTC. The form of every date in the JSON
+/// files.
 std::string iso8601(Date date);
 /// Only the form above, and only existing dates; anything else is nothing.
 std::optional<Date> parseIso8601(std::string_view text);

@@ -1,14 +1,13 @@
-// The few facts of the machine that Foundation itself needs. Declared here, defined in Platform/<system>/Host.cpp,
-// so that Foundation includes nothing above it.
+// The few facts of the machine that Foundation itself needs. Declared here, defined in
+// Platform/<system>/Host.cpp, so that Foundation includes nothing above it.
 #pragma once
 
-#include <sys/types.h>
+#include "Foundation/FileDescriptor.h"
 
 #include <string>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
-
-#include "Foundation/FileDescriptor.h"
 
 namespace fernwahrung::Host {
 
@@ -21,9 +20,9 @@ void setHomeDirectoryForTesting(std::string directory);
 /// A pipe whose ends no other child inherits: {read end, write end}. Throws SystemError.
 std::pair<FileDescriptor, FileDescriptor> makePipe();
 
-/// Starts `program` with `arguments` (the program's name is put in front) in a process group of its own, with default
-/// signal handling, LC_ALL=C in its environment, and no descriptor but these three. Returns the process's id, or
-/// throws SystemError with the code of the failed start.
+/// Starts `program` with `arguments` (the program's name is put in front) in a process group of its own, with
+/// default signal handling, LC_ALL=C in its environment, and no descriptor but these three. Returns the
+/// process's id, or throws SystemError with the code of the failed start.
 pid_t spawn(const std::string& program, const std::vector<std::string>& arguments, int standardInput,
             int standardOutput, int standardError);
 

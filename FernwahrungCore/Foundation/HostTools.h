@@ -6,8 +6,9 @@
 namespace fernwahrung::HostTools {
 
 /// The program to start for the Mac's `tool`, as "/usr/bin/hdiutil". Defined by Platform.
-/// Linux: a stand-in of that name in the tools' folder, else a program of that name in the system's folders, else
-/// the path as it is. The folder is "host-tools" beside the running program, or "../libexec/fernwahrung".
+/// Linux: a stand-in of that name in the tools' folder, else a program of that name in the system's folders,
+/// else the path as it is. The folder is "host-tools" beside the running program, or
+/// "../libexec/fernwahrung".
 std::string locate(const std::string& tool);
 
 /// Test hook, absent from a release build on the Mac: `tool` is `replacement` until the object dies.

@@ -1,6 +1,9 @@
 // JSON files: pretty-printed, sorted keys, dates in ISO 8601, identifiers in upper case.
 #pragma once
 
+#include "Foundation/Dates.h"
+#include "Foundation/Uuid.h"
+
 #include <exception>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -8,12 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include "Foundation/Dates.h"
-#include "Foundation/Uuid.h"
-
 namespace fernwahrung {
 
-/// A text that is no JSON, or not the JSON of the record asked for. what() is a German sentence that names the key.
+/// A text that is no JSON, or not the JSON of the record asked for. what() is a German sentence that names
+/// the key.
 class JsonError : public std::exception {
  public:
   explicit JsonError(std::string description) : description_(std::move(description)) {}
@@ -32,8 +33,8 @@ Value parse(std::string_view text);
 /// Pretty-printed with sorted keys. Throws JsonError when a text in it is not valid UTF-8.
 std::string print(const Value& value);
 
-/// A record's field. Throws JsonError when the key is missing (a JSON null counts as missing) or its value has
-/// another type.
+/// A record's field. Throws JsonError when the key is missing (a JSON null counts as missing) or its value
+/// has another type.
 std::string text(const Value& object, const char* key);
 bool flag(const Value& object, const char* key);
 std::int64_t integer(const Value& object, const char* key);

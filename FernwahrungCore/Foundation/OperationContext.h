@@ -10,7 +10,8 @@ namespace fernwahrung {
 
 class OperationContext {
  public:
-  /// `fraction` lies between 0 and 1; without one the progress is indeterminate. Called on the operation's thread.
+  /// `fraction` lies between 0 and 1; without one the progress is indeterminate. Called on the operation's
+  /// thread.
   using Progress = std::function<void(const std::string& text, std::optional<double> fraction)>;
 
   explicit OperationContext(Progress progress = {});

@@ -12,8 +12,8 @@ class LockBusyError : public FernwahrungError {
   LockBusyError();
 };
 
-/// Held from construction to destruction; try-only, never waits. The lock belongs to the open file description, so
-/// a second one in the same process fails as well, and the death of the process frees it.
+/// Held from construction to destruction; try-only, never waits. The lock belongs to the open file
+/// description, so a second one in the same process fails as well, and the death of the process frees it.
 class OperationLock {
  public:
   /// Throws FernwahrungError::message: "Es läuft bereits ein anderer Vorgang (App oder Kommandozeile). Bitte

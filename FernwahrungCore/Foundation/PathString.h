@@ -1,4 +1,5 @@
-// Paths are plain UTF-8 strings. These are the only functions that join and split them; none touches the disk.
+// Paths are plain UTF-8 strings. These are the only functions that join and split them; none touches the
+// disk.
 #pragma once
 
 #include <string>

@@ -1,11 +1,11 @@
-// Where the program's private files lie. Every path is computed on each call, so that the environment variable
-// "FERNWAHRUNG_HOME" is honoured wherever it was set; while it is set it holds all private files.
+// Where the program's private files lie. Every path is computed on each call, so that the environment
+// variable "FERNWAHRUNG_HOME" is honoured wherever it was set; while it is set it holds all private files.
 #pragma once
+
+#include "Foundation/Dates.h"
 
 #include <optional>
 #include <string>
-
-#include "Foundation/Dates.h"
 
 namespace fernwahrung::Paths {
 

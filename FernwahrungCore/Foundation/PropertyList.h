@@ -20,9 +20,9 @@ class PropertyListError : public std::exception {
 
 namespace PropertyList {
 
-/// Dictionaries, arrays, strings, integers, reals and booleans become their JSON kin; data becomes a binary value, a
-/// date its ISO 8601 text. Text around an XML document (a licence, a warning, a line feed) is passed over, as hdiutil
-/// prints it. Throws PropertyListError.
+/// Dictionaries, arrays, strings, integers, reals and booleans become their JSON kin; data becomes a binary
+/// value, a date its ISO 8601 text. Text around an XML document (a licence, a warning, a line feed) is passed
+/// over, as hdiutil prints it. Throws PropertyListError.
 nlohmann::json parse(std::string_view bytes);
 
 /// XML. Objects, arrays, strings, integers, reals and booleans.

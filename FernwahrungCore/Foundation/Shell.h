@@ -29,7 +29,8 @@ class ShellError : public std::exception {
   std::int32_t status() const { return status_; }
   /// Untrimmed.
   const std::string& stderrText() const { return stderr_; }
-  /// "Befehl fehlgeschlagen (Code {status}): {command}", and the trimmed standard error on a second line if any.
+  /// "Befehl fehlgeschlagen (Code {status}): {command}", and the trimmed standard error on a second line if
+  /// any.
   const char* what() const noexcept override { return description_.c_str(); }
 
  private:
@@ -48,10 +49,10 @@ struct Options {
   bool log;
 };
 
-/// Runs `executable` (an absolute path of the Mac; HostTools tells where it lies on this machine) and blocks until it
-/// has ended and closed its output. No shell, no search through PATH, standard input is the null device, LC_ALL is C,
-/// the whole output is held in memory. Throws SystemError when the process can't be started, whatever `check` says.
-/// Any thread, any number at once.
+/// Runs `executable` (an absolute path of the Mac; HostTools tells where it lies on this machine) and blocks
+/// until it has ended and closed its output. No shell, no search through PATH, standard input is the null
+/// device, LC_ALL is C, the whole output is held in memory. Throws SystemError when the process can't be
+/// started, whatever `check` says. Any thread, any number at once.
 ///   Shell::run("/usr/bin/hdiutil", {"info", "-plist"}, {.check = true, .log = false}).stdoutBytes
 ShellResult run(const std::string& executable, const std::vector<std::string>& arguments, Options options);
 
