@@ -123,6 +123,12 @@ TEST_F(RegistryStoreTest, ALinkToNowhereIsNotAnEmptyList) {
             "Die Liste der Fernwahrungen ist beschädigt: " + list());
 }
 
+TEST_F(RegistryStoreTest, AProgramsFolderThatCannotBeEnteredIsNotAnEmptyList) {
+  ASSERT_EQ(::symlink("loop", (drive_ / "loop").c_str()), 0);
+  const ScopedEnvironment loop("FERNWAHRUNG_HOME", drive_ / "loop/home");
+  EXPECT_THROW(RegistryStore::load(), SystemError);
+}
+
 TEST_F(RegistryStoreTest, WhenBothAreDamagedTheBackupsOwnErrorIsReported) {
   writeFile(list(), "{");
   writeFile(backup(), R"({"version": 1})");
