@@ -4,7 +4,7 @@
 #include "linux/SparseBundle.h"
 #include "linux/Tools.h"
 
-#include "Foundation/Text.h"
+#include "Foundation/PathString.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -58,8 +58,13 @@ json volume(const AttachedImage& image) {
 
 bool AttachedImage::isReadOnly() const {
   return std::any_of(mounts.begin(), mounts.end(), [](const MountEntry& mount) {
-    return mount.superOptions == "ro" || mount.superOptions.starts_with("ro,");
+    return mount.options == "ro" || mount.options.starts_with("ro,") || mount.superOptions == "ro" ||
+           mount.superOptions.starts_with("ro,");
   });
+}
+
+std::string AttachedImage::name() const {
+  return PathString::lastComponent(loop ? device : mounts.front().source);
 }
 
 namespace AttachedImages {

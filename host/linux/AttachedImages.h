@@ -25,6 +25,8 @@ struct AttachedImage {
   std::vector<MountEntry> mounts;
 
   bool isReadOnly() const;
+  /// For messages: "loop3", or the image's file name.
+  std::string name() const;
 };
 
 namespace AttachedImages {

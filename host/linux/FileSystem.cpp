@@ -5,6 +5,7 @@
 
 #include "Foundation/Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -13,6 +14,12 @@ namespace fernwahrung::host::FileSystem {
 namespace {
 
 constexpr std::int64_t blockSize = 4096;
+constexpr std::int64_t mebibyte = 1 << 20;
+
+/// Once used, the journal's blocks stay on the drive for good, so it is kept smaller than is usual.
+std::int64_t journalMebibytes(std::int64_t bytes) {
+  return std::clamp<std::int64_t>(bytes / 256 / mebibyte, 4, 32);
+}
 
 ProgramOutcome mustRun(const std::string& program, const std::vector<std::string>& arguments, int band) {
   ProgramOutcome outcome = runProgram(program, arguments, band);
@@ -40,10 +47,10 @@ std::string label(const std::string& volumeName) {
   return volumeName.substr(0, length);
 }
 
-void make(const std::string& file, int band, const std::string& volumeName) {
+void make(const std::string& file, int band, std::int64_t bytes, const std::string& volumeName) {
   mustRun("mkfs.ext4",
           {"-q", "-F", "-b", std::to_string(blockSize), "-I", "256", "-i", "16384", "-m", "0", "-e",
-           "remount-ro", "-L", label(volumeName), "-E",
+           "remount-ro", "-J", fmt::format("size={}", journalMebibytes(bytes)), "-L", label(volumeName), "-E",
            fmt::format("lazy_itable_init=1,lazy_journal_init=1,nodiscard,root_owner={}:{}", ::geteuid(),
                        ::getegid()),
            file},

@@ -12,7 +12,7 @@ namespace fernwahrung::host::FileSystem {
 
 /// A new one over the whole file: no reserved blocks, no "lost+found", the root folder the caller's with mode
 /// 0755. Nothing is written that a later use would write anyway, so the file stays almost empty.
-void make(const std::string& file, int band, const std::string& volumeName);
+void make(const std::string& file, int band, std::int64_t bytes, const std::string& volumeName);
 
 /// What ext4 has room for, cut between two characters.
 std::string label(const std::string& volumeName);

@@ -95,8 +95,11 @@ void mountByFuse(const SparseBundle& bundle, int band, const std::string& mountP
   std::string options = "no_default_opts,fakeroot,kernel_cache,use_ino,attr_timeout=0,subtype=ext4,fsname=" +
                         escapedOption(bundle.path());
   if (readOnly) options += ",ro,norecovery";
+  std::vector<std::string> arguments = {"-o", options, bundle.bandPath(), mountPoint};
+  // The option alone is kept by the program for itself; the kernel is told by this one.
+  if (readOnly) arguments.insert(arguments.begin(), "-r");
   const WritableFolder folder(mountPoint);
-  const ProgramOutcome outcome = runProgram("fuse2fs", {"-o", options, bundle.bandPath(), mountPoint}, band);
+  const ProgramOutcome outcome = runProgram("fuse2fs", arguments, band);
   // Its exit status is 0 even where FUSE itself refused.
   if (outcome.status != 0 || !isMounted(bundle.path(), mountPoint)) {
     const std::string reason = outcome.lastLine();

@@ -2,8 +2,6 @@
 #include "linux/FileSystem.h"
 #include "linux/diskutil/Verbs.h"
 
-#include "Foundation/PathString.h"
-
 #include <fmt/format.h>
 #include <iostream>
 
@@ -14,7 +12,7 @@ int verifyVolume(const Arguments& arguments) {
     throw Failure("Usage:  diskutil verifyVolume MountPoint|DiskIdentifier|DeviceNode");
   const auto image = AttachedImages::findTarget(arguments[0]);
   if (!image) throw Failure("Unable to find disk for " + arguments[0]);
-  const std::string name = PathString::lastComponent(image->device);
+  const std::string name = image->name();
   std::cout << fmt::format("Started file system verification on {}\nVerifying file system\n", name);
   const ProgramOutcome outcome = FileSystem::check(image->device);
   std::cout << outcome.output << fmt::format("File system check exit code is {}\n", outcome.status);

@@ -25,7 +25,7 @@ int create(const Arguments& arguments) {
   SparseBundle bundle = SparseBundle::begin(path, *bytes);
   try {
     const FileDescriptor band = bundle.openLockedBand();
-    FileSystem::make(bundle.bandPath(), band.get(), *volumeName);
+    FileSystem::make(bundle.bandPath(), band.get(), *bytes, *volumeName);
     if (::fsync(band.get()) != 0) throw Failure(reasonOf(errno));
     flushFolder(bundle.path() + "/bands");
     bundle.writeInfo(*bytes);

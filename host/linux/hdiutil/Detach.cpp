@@ -6,8 +6,6 @@
 #include "linux/SystemProgram.h"
 #include "linux/hdiutil/Verbs.h"
 
-#include "Foundation/PathString.h"
-
 #include <cerrno>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -62,7 +60,7 @@ int detach(const Arguments& arguments) {
   const std::string target = options.operand();
   const auto image = AttachedImages::findTarget(target);
   if (!image) throw Failure(reasonOf(ENOENT));
-  const std::string name = PathString::lastComponent(image->device);
+  const std::string name = image->name();
   try {
     detachImage(*image);
   } catch (const Failure& failure) {
