@@ -88,8 +88,8 @@ void resize(const std::string& file, int band, std::int64_t bytes) {
   mustRun("resize2fs", {file, std::to_string(bytes / blockSize)}, band);
 }
 
-ProgramOutcome check(const std::string& fileOrDevice) {
-  return runProgram("e2fsck", {"-f", "-n", fileOrDevice});
+ProgramOutcome check(const std::string& fileOrDevice, int keptOpen) {
+  return runProgram("e2fsck", {"-f", "-n", fileOrDevice}, keptOpen);
 }
 
 bool needsReplay(int fileOrDevice) {

@@ -28,7 +28,7 @@ std::int64_t minimumBytes(const std::string& file, int band);
 void resize(const std::string& file, int band, std::int64_t bytes);
 
 /// Looks at all of it without writing. 0: sound.
-ProgramOutcome check(const std::string& fileOrDevice);
+ProgramOutcome check(const std::string& fileOrDevice, int keptOpen = -1);
 
 /// The journal holds changes that the file system doesn't have yet: it was not detached cleanly.
 bool needsReplay(int fileOrDevice);

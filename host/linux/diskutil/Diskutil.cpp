@@ -12,6 +12,9 @@ struct Verb {
 };
 constexpr std::array verbs = {
     Verb{"verifyVolume", Diskutil::verifyVolume},
+    Verb{"info", Diskutil::info},
+    Verb{"eject", Diskutil::eject},
+    Verb{"apfs", Diskutil::apfs},
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
 #include "linux/AttachedImages.h"
-#include "linux/FileSystem.h"
+#include "linux/VolumeCheck.h"
 #include "linux/diskutil/Verbs.h"
 
 #include <fmt/format.h>
@@ -14,7 +14,7 @@ int verifyVolume(const Arguments& arguments) {
   if (!image) throw Failure("Unable to find disk for " + arguments[0]);
   const std::string name = image->name();
   std::cout << fmt::format("Started file system verification on {}\nVerifying file system\n", name);
-  const ProgramOutcome outcome = FileSystem::check(image->device);
+  const ProgramOutcome outcome = checkVolume(*image);
   std::cout << outcome.output << fmt::format("File system check exit code is {}\n", outcome.status);
   if (outcome.status == 0) {
     std::cout << fmt::format("Finished file system verification on {}", name) << std::endl;
