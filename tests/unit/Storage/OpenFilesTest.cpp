@@ -76,6 +76,11 @@ TEST(OpenFilesTest, FindsAFolderWhoseNameLsofEscapes) {
   EXPECT_EQ(pathsOf(files), (std::vector<std::string>{"/a/Schlüssel/b\\c"}));
 }
 
+TEST(OpenFilesTest, AnEscapedNameInAPlainFolderIsGivenInItsBytes) {
+  EXPECT_EQ(pathsOf(parseOpenFiles("p1\nn/a/Schl\\xc3\\xbcssel\n", "/a")),
+            std::vector<std::string>{"/a/Schlüssel"});
+}
+
 TEST(OpenFilesTest, ANameThatLooksLikeAnEscapeIsFoundAsItStands) {
   const auto files = parseOpenFiles("p1\nn/a\\xzz/b\nn/a\\xzz/c\\\n", "/a\\xzz");
   EXPECT_EQ(pathsOf(files), (std::vector<std::string>{"/a\\xzz/b", "/a\\xzz/c\\"}));
