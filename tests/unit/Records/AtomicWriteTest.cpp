@@ -77,7 +77,7 @@ class FileSizeLimit {
 
  private:
   rlimit old_{};
-  sighandler_t handler_;
+  void (*handler_)(int);
 };
 
 TEST(AtomicWrite, ANewFileHasItsContentAndNoBackup) {
