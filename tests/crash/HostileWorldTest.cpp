@@ -37,7 +37,7 @@ class HostileWorld : public Scene {
   }
   std::vector<std::string> relocateCommand(RelocationKind kind) const {
     return {FERNWAHRUNG_HELPER, "relocate", "--yes",        "--source",  source, "--storage",
-            drive->path(),      "--kind",   rawValue(kind), "--size-gb", "20",   "--no-spotlight"};
+            drive->path(),      "--kind",   rawValue(kind), "--size-gb", "2",    "--no-spotlight"};
   }
 };
 

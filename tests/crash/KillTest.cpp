@@ -106,7 +106,7 @@ TEST_P(KillTest, RelocateAtEveryInstant) {
   const std::string storage = plan(kind).storagePath();
   const std::vector<std::string> command{"relocate",  "--yes",       "--source",      source,
                                          "--storage", drive->path(), "--kind",        rawValue(kind),
-                                         "--size-gb", "20",          "--no-spotlight"};
+                                         "--size-gb", "2",           "--no-spotlight"};
 
   KillAt::Result counted = runUntil(command, 0, /*recordCalls=*/true);
   ASSERT_EQ(counted.status, 0) << counted.err;

@@ -46,7 +46,7 @@ RelocationPlan Scene::plan(RelocationKind kind) const {
   result.kind = kind;
   result.sourcePath = source;
   result.storageDirectory = drive->path();
-  result.imageSizeBytes = 20'000'000'000;
+  result.imageSizeBytes = 2'000'000'000;
   return result;
 }
 
