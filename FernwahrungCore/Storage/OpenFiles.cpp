@@ -64,7 +64,9 @@ std::string unescaped(std::string_view name) {
 
 /// The path a name line stands for, if it lies at or under the folder.
 std::optional<std::string> pathInside(std::string_view name, const std::string& folder) {
-  for (std::string path : {std::string(name), unescaped(name)}) {
+  // The bytes come first: the raw form of a name with an umlaut lies in the folder as well, and names
+  // nothing.
+  for (std::string path : {unescaped(name), std::string(name)}) {
     path = withoutDataVolume(std::move(path));
     if (PathString::isInside(path, folder)) return path;
   }
