@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace fernwahrung::contract {
@@ -22,6 +23,9 @@ class CloningFolder {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+/// Why nothing can be mounted here, if so.
+std::optional<std::string> mountingUnavailable();
 
 /// A flag of a folder that has nothing to do with locking: "leave me out of dumps".
 bool setNoDumpFlag(const std::string& path);

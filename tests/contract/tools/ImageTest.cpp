@@ -1,4 +1,5 @@
 // One small image, made, mounted over a locked folder, filled, enlarged, shrunk and let go of.
+#include "../platform/Places.h"
 #include "support/Files.h"
 #include "support/TempFolder.h"
 
@@ -25,6 +26,7 @@ struct Image : testing::Test {
   void SetUp() override {
     if (::access(HostTools::locate("/usr/bin/hdiutil").c_str(), X_OK) != 0)
       GTEST_SKIP() << "there is no hdiutil";
+    if (const auto reason = contract::mountingUnavailable()) GTEST_SKIP() << *reason;
     makeFolder(mountPoint);
     ASSERT_NO_THROW(DiskImage::create(image, 200 * mebibyte, "Fernwahrung Selbsttest"));
   }

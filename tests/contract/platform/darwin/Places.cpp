@@ -18,6 +18,11 @@ const std::string& CloningFolder::path() const {
   return state_->folder.path();
 }
 
+// Images are there for everyone on a Mac; one that can not be mounted is a finding.
+std::optional<std::string> mountingUnavailable() {
+  return std::nullopt;
+}
+
 bool setNoDumpFlag(const std::string& path) {
   struct stat status;
   return ::lstat(path.c_str(), &status) == 0 && ::chflags(path.c_str(), status.st_flags | UF_NODUMP) == 0;

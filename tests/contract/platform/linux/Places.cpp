@@ -35,6 +35,10 @@ const std::string& CloningFolder::path() const {
   return state_->drive.path();
 }
 
+std::optional<std::string> mountingUnavailable() {
+  return ScratchDrive::unavailable();
+}
+
 bool setNoDumpFlag(const std::string& path) {
   const FileDescriptor fd = opened(path);
   const int flags = flagsOf(fd) | FS_NODUMP_FL;
