@@ -9,7 +9,9 @@
 namespace fernwahrung {
 
 /// System calls that fail although nothing is wrong with the machine.
-///   InjectFault::run({helper, "relocate", …}, {.calls = "read,pread64", .error = "EIO", .paths = {file}})
+/// Tools copy without read and write where they can, so a fault while copying names copy_file_range as well.
+///   InjectFault::run({helper, "relocate", …}, {.calls = "read,pread64,copy_file_range", .error = "EIO",
+///   .paths = {file}})
 namespace InjectFault {
 
 struct Fault {

@@ -18,7 +18,8 @@ class InjectFaultTest : public testing::Test {
 };
 
 TEST_F(InjectFaultTest, FailsReadingOfOneFileOnly) {
-  const InjectFault::Fault fault{.calls = "read", .error = "EIO", .paths = {folder_ / "second"}};
+  const InjectFault::Fault fault{
+      .calls = "read,copy_file_range", .error = "EIO", .paths = {folder_ / "second"}};
   const ProgramResult result = InjectFault::run({"cat", folder_ / "first", folder_ / "second"}, fault);
   EXPECT_EQ(result.out, "1");
   EXPECT_EQ(result.status, 1);
