@@ -16,9 +16,9 @@ struct ProgramResult {
 };
 
 struct ProgramOptions {
-  std::string input;                                             // standard input
-  std::vector<std::pair<std::string, std::string>> environment;  // on top of the present one
-  std::string folder;                                            // working folder; empty for the present one
+  std::string input = {};                                             // standard input
+  std::vector<std::pair<std::string, std::string>> environment = {};  // on top of the present one
+  std::string folder = {};  // working folder; empty for the present one
 };
 
 /// Searches PATH and the system's administration folders for argv[0]. Throws std::system_error when the
