@@ -5,6 +5,7 @@
 //
 // Everything happens in a temporary folder that goes at the end. The exit status is 0 when no promise was
 // broken.
+#include "support/Files.h"
 #include "support/TempFolder.h"
 
 #include "Platform/Volume.h"
@@ -63,7 +64,11 @@ class Report : public testing::EmptyTestEventListener {
     write(std::string("Machine: ") + machine.sysname + " " + machine.release + ", " + machine.machine +
           (::geteuid() == 0 ? ", as root" : ", as an ordinary user"));
     const auto facts = Platform::volumeFacts(folder);
-    write("Folder:  " + folder + " (" + (facts ? facts->type : "unknown file system") + ")");
+    writeFile(folder + "/case", "");
+    write("Folder:  " + folder + " (" + (facts ? facts->type : "unknown file system") +
+          (exists(folder + "/CASE") ? ", does not tell capitals from small letters)"
+                                    : ", tells capitals apart)"));
+    removeEverything(folder + "/case");
     write("");
   }
 
