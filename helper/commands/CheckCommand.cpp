@@ -6,6 +6,10 @@ namespace fernwahrung {
 
 namespace {
 
+constexpr auto details =
+    "Es wird nichts verändert. Der Ordner wird dabei ganz durchgezählt. Der Rückgabewert ist 4,\n"
+    "wenn etwas im Weg steht.";
+
 class CheckCommand : public Command {
  public:
   void declare(Arguments& arguments) override { options_.declare(arguments); }
@@ -26,12 +30,9 @@ class CheckCommand : public Command {
 
 }  // namespace
 
-const CommandEntry checkCommand{
-    .name = "check",
-    .summary = "prüft, ob ein Ordner ausgelagert werden kann",
-    .details =
-        "Es wird nichts verändert. Der Ordner wird dabei ganz durchgezählt. Rückgabewert 4, wenn etwas im\n"
-        "Weg steht.",
-    .make = makeCommand<CheckCommand>};
+const CommandEntry checkCommand{.name = "check",
+                                .summary = "prüft, ob ein Ordner ausgelagert werden kann",
+                                .details = details,
+                                .make = makeCommand<CheckCommand>};
 
 }  // namespace fernwahrung

@@ -1,12 +1,10 @@
 #include "helper/CommandTable.h"
-#include "helper/JsonForms.h"
-#include "helper/Reference.h"
+#include "helper/RelocationCommand.h"
 #include "helper/TextColumns.h"
 
 #include "Engine/Mount.h"
 #include "Engine/Status.h"
 #include "Foundation/Errors.h"
-#include "Records/RegistryStore.h"
 
 #include <fmt/format.h>
 
@@ -14,23 +12,17 @@ namespace fernwahrung {
 
 namespace {
 
-class MountCommand : public Command {
- public:
-  void declare(Arguments& arguments) override {
-    arguments.positional("REF", Reference::relocationForms, reference_);
-  }
-
-  ExitCode run(Session& session) override {
-    const Registry registry = RegistryStore::load();
-    const Relocation& relocation = Reference::find(registry.relocations, reference_);
+class MountCommand : public RelocationCommand {
+ protected:
+  ExitCode runOn(const Relocation& relocation, Session& session) override {
     // Its folder holds the data itself again; the old copy must not cover it.
     if (relocation.state != RelocationState::active)
       throw FernwahrungError::message("Diese Fernwahrung ist nicht aktiv.");
     mount(relocation);
-    const RelocationStatus status = Relocator::status(relocation);
-    if (session.json()) session.printJson(JsonForms::relocation(relocation, status));
-    session.say(fmt::format("„{}“: {} – {}", visible(relocation.name), status.summary,
-                            visible(relocation.sourcePath)));
+    const std::string place = visible(relocation.sourcePath);
+    show(relocation,
+         fmt::format("„{}“: {} – {}", visible(relocation.name), Relocator::status(relocation).summary, place),
+         session);
     return ExitCode::done;
   }
 
@@ -39,8 +31,6 @@ class MountCommand : public Command {
     const Interruption toTheEnd;
     Relocator::mount(relocation);
   }
-
-  std::string reference_;
 };
 
 }  // namespace

@@ -15,6 +15,10 @@ Json::Value toJson(const MountPause::Entry& entry) {
   return value;
 }
 
+constexpr auto details =
+    "Eine Pause entsteht beim sicheren Auswerfen und vor dem Ruhezustand. Sie endet von selbst,\n"
+    "sobald das Laufwerk wieder da ist.";
+
 class PauseCommand : public Command {
  public:
   void declare(Arguments&) override {}
@@ -42,10 +46,7 @@ class PauseCommand : public Command {
 
 const CommandEntry pauseCommand{.name = "pause",
                                 .summary = "zeigt, für welche Laufwerke das Einhängen pausiert ist",
-                                .details =
-                                    "Eine Pause entsteht beim sicheren Auswerfen und vor dem Ruhezustand und "
-                                    "endet von selbst, sobald das\n"
-                                    "Laufwerk wieder da ist.",
+                                .details = details,
                                 .make = makeCommand<PauseCommand>};
 
 }  // namespace fernwahrung

@@ -24,6 +24,11 @@ bool agreed(Streams& streams) {
   return answer == "j" || answer == "J" || answer == "ja" || answer == "Ja";
 }
 
+constexpr auto details =
+    "Die Daten werden kopiert, Datei für Datei verglichen und erst dann an die Stelle des\n"
+    "Originals gesetzt. Das Original bleibt umbenannt daneben liegen. Im Terminal wird vorher\n"
+    "gefragt.";
+
 class RelocateCommand : public Command {
  public:
   void declare(Arguments& arguments) override {
@@ -76,10 +81,7 @@ class RelocateCommand : public Command {
 const CommandEntry relocateCommand{
     .name = "relocate",
     .summary = "lagert einen Ordner aus und macht ihn an seinem Platz erreichbar",
-    .details =
-        "Die Daten werden kopiert, Datei für Datei verglichen und erst dann an die Stelle des Originals "
-        "gesetzt.\n"
-        "Das Original bleibt umbenannt daneben liegen. Im Terminal wird vorher gefragt.",
+    .details = details,
     .make = makeCommand<RelocateCommand>};
 
 }  // namespace fernwahrung

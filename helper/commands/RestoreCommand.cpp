@@ -1,5 +1,5 @@
 #include "helper/CommandTable.h"
-#include "helper/Reference.h"
+#include "helper/RelocationCommand.h"
 #include "helper/TextColumns.h"
 
 #include "Engine/Restore.h"
@@ -11,22 +11,19 @@ namespace fernwahrung {
 
 namespace {
 
-class RestoreCommand : public Command {
- public:
-  void declare(Arguments& arguments) override {
-    arguments.positional("REF", Reference::relocationForms, reference_);
-  }
+constexpr auto details =
+    "Die Daten werden kopiert, Datei für Datei verglichen und erst dann an ihren alten Platz\n"
+    "gesetzt. Die externe Kopie bleibt unverändert.";
 
-  ExitCode run(Session& session) override {
-    const Registry registry = RegistryStore::load();
-    const Relocation& relocation = Reference::find(registry.relocations, reference_);
+class RestoreCommand : public RelocationCommand {
+ protected:
+  ExitCode runOn(const Relocation& relocation, Session& session) override {
     restore(relocation, session);
     if (session.json()) session.printJson(toJson(registered(relocation)));
     session.say(fmt::format("„{}“: {}", visible(relocation.name), visible(relocation.sourcePath)));
     session.say(
-        "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie später in "
-        "den "
-        "Papierkorb legen.");
+        "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie "
+        "später in den Papierkorb legen.");
     return ExitCode::done;
   }
 
@@ -42,18 +39,13 @@ class RestoreCommand : public Command {
     const Relocation* entry = registry.find(relocation.id);
     return entry ? *entry : relocation;
   }
-
-  std::string reference_;
 };
 
 }  // namespace
 
 const CommandEntry restoreCommand{.name = "restore",
                                   .summary = "holt die Daten auf die interne Festplatte zurück",
-                                  .details =
-                                      "Die Daten werden kopiert, Datei für Datei verglichen und erst dann an "
-                                      "ihren alten Platz gesetzt. Die\n"
-                                      "externe Kopie bleibt unverändert.",
+                                  .details = details,
                                   .make = makeCommand<RestoreCommand>};
 
 }  // namespace fernwahrung

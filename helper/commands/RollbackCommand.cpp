@@ -19,6 +19,10 @@ namespace fernwahrung {
 
 namespace {
 
+constexpr auto details =
+    "Ohne Angabe den einen unterbrochenen Vorgang. Von mehreren wird der neueste zuerst\n"
+    "zurückgerollt. Was fehlschlägt, bleibt offen und kann erneut versucht werden.";
+
 class RollbackCommand : public Command {
  public:
   void declare(Arguments& arguments) override {
@@ -125,10 +129,7 @@ class RollbackCommand : public Command {
 
 const CommandEntry rollbackCommand{.name = "rollback",
                                    .summary = "macht unterbrochene Vorgänge rückgängig",
-                                   .details =
-                                       "Ohne Angabe den einen unterbrochenen Vorgang. Bei mehreren wird der "
-                                       "neueste zuerst zurückgerollt. Was\n"
-                                       "fehlschlägt, bleibt offen und kann erneut versucht werden.",
+                                   .details = details,
                                    .make = makeCommand<RollbackCommand>};
 
 }  // namespace fernwahrung

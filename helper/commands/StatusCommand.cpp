@@ -1,24 +1,17 @@
 #include "helper/CommandTable.h"
 #include "helper/JsonForms.h"
-#include "helper/Reference.h"
+#include "helper/RelocationCommand.h"
 #include "helper/RelocationText.h"
 
 #include "Engine/Status.h"
-#include "Records/RegistryStore.h"
 
 namespace fernwahrung {
 
 namespace {
 
-class StatusCommand : public Command {
- public:
-  void declare(Arguments& arguments) override {
-    arguments.positional("REF", Reference::relocationForms, reference_);
-  }
-
-  ExitCode run(Session& session) override {
-    const Registry registry = RegistryStore::load();
-    const Relocation& relocation = Reference::find(registry.relocations, reference_);
+class StatusCommand : public RelocationCommand {
+ protected:
+  ExitCode runOn(const Relocation& relocation, Session& session) override {
     const RelocationStatus status = Relocator::status(relocation);
     if (session.json()) {
       session.printJson(JsonForms::relocation(relocation, status));
@@ -27,9 +20,6 @@ class StatusCommand : public Command {
     }
     return ExitCode::done;
   }
-
- private:
-  std::string reference_;
 };
 
 }  // namespace

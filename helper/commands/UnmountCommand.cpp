@@ -1,11 +1,8 @@
 #include "helper/CommandTable.h"
-#include "helper/JsonForms.h"
-#include "helper/Reference.h"
+#include "helper/RelocationCommand.h"
 #include "helper/TextColumns.h"
 
 #include "Engine/Mount.h"
-#include "Engine/Status.h"
-#include "Records/RegistryStore.h"
 
 #include <fmt/format.h>
 
@@ -13,21 +10,20 @@ namespace fernwahrung {
 
 namespace {
 
-class UnmountCommand : public Command {
- public:
-  void declare(Arguments& arguments) override {
-    arguments.positional("REF", Reference::relocationForms, reference_);
-  }
+constexpr auto details =
+    "Die Daten sind danach nicht mehr erreichbar, bis sie wieder eingehängt wird. Solange ein\n"
+    "Programm sie benutzt, bleibt sie eingehängt.";
 
-  ExitCode run(Session& session) override {
-    const Registry registry = RegistryStore::load();
-    const Relocation& relocation = Reference::find(registry.relocations, reference_);
+class UnmountCommand : public RelocationCommand {
+ protected:
+  ExitCode runOn(const Relocation& relocation, Session& session) override {
     unmount(relocation);
-    if (session.json()) session.printJson(JsonForms::relocation(relocation, Relocator::status(relocation)));
     const bool isImage = relocation.kind == RelocationKind::image;
-    session.say(fmt::format(
-        "„{}“ {}", visible(relocation.name),
-        isImage ? "ist nicht mehr eingehängt." : "ist ein Symlink; da gibt es nichts auszuhängen."));
+    show(relocation,
+         fmt::format(
+             "„{}“ {}", visible(relocation.name),
+             isImage ? "ist nicht mehr eingehängt." : "ist ein Symlink; da gibt es nichts auszuhängen."),
+         session);
     return ExitCode::done;
   }
 
@@ -36,18 +32,13 @@ class UnmountCommand : public Command {
     const Interruption toTheEnd;
     Relocator::unmount(relocation);
   }
-
-  std::string reference_;
 };
 
 }  // namespace
 
 const CommandEntry unmountCommand{.name = "unmount",
                                   .summary = "hängt eine virtuelle Festplatte aus",
-                                  .details =
-                                      "Die Daten sind danach nicht mehr erreichbar, bis sie wieder "
-                                      "eingehängt wird. Solange ein Programm sie\n"
-                                      "benutzt, bleibt sie eingehängt.",
+                                  .details = details,
                                   .make = makeCommand<UnmountCommand>};
 
 }  // namespace fernwahrung
