@@ -3,11 +3,14 @@
 #include "linux/Files.h"
 #include "linux/Tools.h"
 
+#include "Foundation/FileDescriptor.h"
 #include "Foundation/Text.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <fmt/format.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace fernwahrung::host::FileSystem {
@@ -29,11 +32,40 @@ ProgramOutcome mustRun(const std::string& program, const std::vector<std::string
   return outcome;
 }
 
-/// Every maker and mender puts one into the root; the Mac's volumes have none. One that holds something
-/// stays: that is what was rescued.
+/// Every maker puts one into the root; the Mac's volumes have none.
 void removeLostAndFound(const std::string& file, int band) {
   mustRun("debugfs", {"-w", "-R", "rmdir lost+found", file}, band);
 }
+
+/// A mender makes one as well, unless it is told otherwise by a file like this: the answer to that question
+/// is no, and that is no defect. What would have to be rescued into it makes the mending fail, and stays as
+/// it is.
+constexpr std::string_view menderConfiguration =
+    "[problems]\n"
+    "  0x030004 = {\n"
+    "    force_no = true\n"
+    "    no_ok = true\n"
+    "    preen_nomessage = true\n"
+    "  }\n";
+
+/// Lies in memory, open for the programs started while it lives.
+class MenderConfiguration {
+ public:
+  MenderConfiguration() : file_(::memfd_create("e2fsck.conf", 0)) {
+    if (!file_ || ::write(file_.get(), menderConfiguration.data(), menderConfiguration.size()) !=
+                      static_cast<ssize_t>(menderConfiguration.size())) {
+      throw Failure(reasonOf(errno));
+    }
+    ::setenv(variable, ("/proc/self/fd/" + std::to_string(file_.get())).c_str(), 1);
+  }
+  ~MenderConfiguration() { ::unsetenv(variable); }
+  MenderConfiguration(const MenderConfiguration&) = delete;
+  MenderConfiguration& operator=(const MenderConfiguration&) = delete;
+
+ private:
+  static constexpr const char* variable = "E2FSCK_CONFIG";
+  FileDescriptor file_;
+};
 
 }  // namespace
 
@@ -62,12 +94,12 @@ void repair(const std::string& file, int band, bool discard) {
   std::vector<std::string> arguments = {"-f", "-p"};
   if (discard) arguments.insert(arguments.end(), {"-E", "discard"});
   arguments.push_back(file);
+  const MenderConfiguration configuration;
   const ProgramOutcome outcome = runProgram("e2fsck", arguments, band);
   constexpr int mended = 3;  // 1: errors corrected, 2: and a restart advised, which concerns mounted ones
   if ((outcome.status & ~mended) != 0) {
     throw Failure(fmt::format("e2fsck ended with {}: {}", outcome.status, outcome.lastLine()));
   }
-  removeLostAndFound(file, band);
 }
 
 std::int64_t parseMinimumBlocks(std::string_view output) {
