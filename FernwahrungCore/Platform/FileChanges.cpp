@@ -60,6 +60,13 @@ std::error_code makeSymlink(const std::string& text, const std::string& path) {
               [&](ChangeObserver& observer) { observer.madeSymlink(text, path); });
 }
 
+std::error_code setModificationTime(const std::string& path, const FileInfo& like) {
+  const timespec times[2] = {
+      {0, UTIME_OMIT},
+      {static_cast<time_t>(like.modifiedSeconds), static_cast<long>(like.modifiedNanoseconds)}};
+  return resultOf(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW));
+}
+
 std::error_code hardLink(const std::string& existing, const std::string& path) {
   // Not link(): on the Mac that follows a symbolic link at `existing`.
   return told(resultOf(::linkat(AT_FDCWD, existing.c_str(), AT_FDCWD, path.c_str(), 0)),

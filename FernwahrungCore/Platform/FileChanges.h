@@ -3,6 +3,8 @@
 // its message() is the system's text.
 #pragma once
 
+#include "Platform/FileInfo.h"
+
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -42,6 +44,9 @@ std::error_code clone(const std::string& from, const std::string& to);
 /// The permission bits, times, attributes and, where allowed, the owner of one folder put onto another; the
 /// contents of neither are looked at.
 std::error_code copyDirectoryAttributes(const std::string& from, const std::string& to);
+
+/// The modification time of one item, with its nanoseconds, put onto another; a link is not followed.
+std::error_code setModificationTime(const std::string& path, const FileInfo& like);
 
 /// Test hook: is told of each successful change, in order, before the call returns. Null for none.
 class ChangeObserver {

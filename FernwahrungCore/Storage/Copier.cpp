@@ -11,6 +11,7 @@
 #include "Platform/FileChanges.h"
 #include "Platform/FileInfo.h"
 #include "Storage/FileOps.h"
+#include "Storage/HardLinks.h"
 #include "Storage/Verifier.h"
 
 #include <algorithm>
@@ -74,6 +75,10 @@ void copySymlink(const std::string& source, const std::string& destination) {
   if (const auto error = Platform::makeSymlink(*text, destination)) {
     throw SystemError("Symlink konnte nicht angelegt werden", destination, error.value());
   }
+  if (const auto info = Platform::fileInfo(source)) {
+    // a link works as well with another time: where the file system keeps none, nothing is lost
+    static_cast<void>(Platform::setModificationTime(destination, *info));
+  }
 }
 
 std::vector<std::string> namesToCopy(const std::string& volumeRoot) {
@@ -121,6 +126,7 @@ void copyContents(const std::string& source, const std::string& destination, std
         ditto(from, to, totalBytes, baseline, context);
       }
     }
+    HardLinks::rejoin(source, destination);
   }
   context.report("Kopieren abgeschlossen", 1.0);
 }

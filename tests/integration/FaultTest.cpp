@@ -141,11 +141,10 @@ TEST_P(RestoreFault, LeavesTheArrangementAsItWas) {
     }
     EXPECT_EQ(sourceDifference(), "");
   }
-  bool hadStaging = std::string(step) != "tempMounted";
-  EXPECT_EQ(Journal::finishedJournals(1)[0].path("staging").has_value(), hadStaging);
-  if (hadStaging) {
-    std::string staging = *Journal::finishedJournals(1)[0].path("staging");
-    EXPECT_THAT(inTrash(PathString::lastComponent(staging)), SizeIs(1));
+  auto staging = closedJournal(OperationKind::restore).path("staging");
+  EXPECT_EQ(staging.has_value(), std::string(step) != "tempMounted");
+  if (staging) {
+    EXPECT_THAT(inTrash(PathString::lastComponent(*staging)), SizeIs(1));
   }
 
   EXPECT_EQ(errorOf([&] { Relocator::restore(registry.relocations[0], context); }), "");

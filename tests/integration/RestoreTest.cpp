@@ -50,10 +50,10 @@ TEST_F(RestoreTest, MountedImageComesBackWhole) {
   EXPECT_THAT(RegistryStore::load().relocations, ElementsAre(restored));
   EXPECT_EQ(Relocator::status(restored).summary, "Zurückgeholt – Daten liegen wieder auf dem Mac");
   EXPECT_EQ(DiskImage::attachment(relocation.storagePath), std::nullopt);
-  EXPECT_THAT(Journal::finishedJournals(1)[0].completedSteps,
+  EXPECT_THAT(closedJournal(OperationKind::restore).completedSteps,
               ElementsAre("stagingCreated", "copied", "verified", "unmounted", "mountPointRemoved",
                           "stagingRenamed", "postChecked", "registered"));
-  EXPECT_EQ(Journal::finishedJournals(1)[0].path("wasMountedAtSource"), "ja");
+  EXPECT_EQ(closedJournal(OperationKind::restore).path("wasMountedAtSource"), "ja");
   EXPECT_THAT(log(), HasSubstr("=== Zurückholen gestartet: " + relocation.storagePath + " → " + source));
   EXPECT_THAT(log(), HasSubstr("=== Zurückholen erfolgreich"));
 }
@@ -65,7 +65,7 @@ TEST_F(RestoreTest, UnmountedImageIsMountedTemporarilyAndStaysUnmounted) {
   EXPECT_EQ(sourceDifference(), "");
   EXPECT_EQ(DiskImage::attachment(relocation.storagePath), std::nullopt);
   EXPECT_THAT(namesIn(*home / "mnt"), IsEmpty());
-  EXPECT_THAT(Journal::finishedJournals(1)[0].completedSteps,
+  EXPECT_THAT(closedJournal(OperationKind::restore).completedSteps,
               ElementsAre("tempMounted", "stagingCreated", "copied", "verified", "tempUnmounted",
                           "mountPointRemoved", "stagingRenamed", "postChecked", "registered"));
 }
@@ -77,7 +77,7 @@ TEST_F(RestoreTest, SymlinkComesBackWhole) {
   EXPECT_EQ(diff(before, TreeManifest::of(relocation.storagePath)), "") << "the external copy stays";
   EXPECT_EQ(RegistryStore::load().relocations.at(0).state, RelocationState::restored);
   EXPECT_THAT(
-      Journal::finishedJournals(1)[0].completedSteps,
+      closedJournal(OperationKind::restore).completedSteps,
       ElementsAre("stagingCreated", "copied", "verified", "symlinkRemoved", "stagingRenamed", "registered"));
   EXPECT_THAT(log(), HasSubstr("Symlink entfernt: " + source));
 }

@@ -98,6 +98,13 @@ std::vector<std::string> Scene::besideSource() const {
   return names;
 }
 
+Journal Scene::closedJournal(OperationKind kind) const {
+  std::vector<Journal> journals = Journal::finishedJournals(1000);
+  std::erase_if(journals, [&](const Journal& journal) { return journal.kind != kind; });
+  if (journals.size() != 1) throw std::runtime_error("not one closed journal of the kind " + rawValue(kind));
+  return journals[0];
+}
+
 std::string Scene::log() const {
   return readFile(*home / "fernwahrung.log");
 }

@@ -48,6 +48,8 @@ class Scene : public testing::Test {
   /// What lies beside the source, without the source.
   std::vector<std::string> besideSource() const;
   std::string log() const;
+  /// The one closed journal of that kind.
+  Journal closedJournal(OperationKind kind) const;
 
   std::optional<TempHome> home;
   std::optional<TempFolder> mac;  // the internal disk's share of the story
