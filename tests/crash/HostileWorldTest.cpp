@@ -127,7 +127,7 @@ TEST_F(HostileWorld, DrivePulledDuringTheWayBack) {
     for (const char* moment : {"Kopiere ", "Kopieren abgeschlossen"}) {
       SCOPED_TRACE(rawValue(kind) + " at " + moment);
       removeEverything(source);
-      removeEverything(*home / "registry.json");
+      for (const char* name : {"registry.json", "registry.json.bak"}) removeEverything(*home / name);
       makeSource();
       Relocation relocation = relocate(kind);
       bool pulled = false;

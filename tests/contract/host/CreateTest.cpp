@@ -1,6 +1,7 @@
 #include "HostTest.h"
 #include "support/Files.h"
 #include "support/KillAt.h"
+#include "support/ScratchDrive.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -68,11 +69,23 @@ TEST_F(Create, RefusesAFolderThatIsMissing) {
   EXPECT_EQ(result.err, "hdiutil: create failed - No such file or directory\n");
 }
 
-TEST_F(Create, LeavesNothingBehindWhenTheFileSystemCanNotBeMade) {
-  const ProgramResult result = create(image, 1);
+TEST_F(Create, LeavesNothingBehindOnAFullDrive) {
+  if (!isRoot()) GTEST_SKIP() << "only root can mount a drive";
+  ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
+  drive.fill(1 << 20);
+  const ProgramResult result = create(drive / "Bild.sparsebundle", 28610);
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.err, "");
+  EXPECT_FALSE(exists(drive / "Bild.sparsebundle"));
+}
+
+TEST_F(Create, RefusesASizeThatHasNoRoomForAJournal) {
+  const ProgramResult result = create(image, 15);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "hdiutil: create failed - Invalid argument\n");
   EXPECT_FALSE(exists(image));
+  ASSERT_EQ(create(image, 16).status, 0);
+  EXPECT_NE(mustRun({"dumpe2fs", "-h", band(image)}).find("has_journal"), std::string::npos);
 }
 
 TEST_F(Create, RefusesArgumentsItDoesNotKnow) {

@@ -68,8 +68,9 @@ TEST_F(Detach, OfOneImageLeavesTheOther) {
 
 TEST_F(Detach, OfWhatIsNotAttachedFails) {
   makeFolder(mountPoint + "/inside");
-  for (const std::string& target : {mountPoint + "/inside", folder / "missing", folder.path(),
-                                   std::string("/"), std::string("/proc"), image, std::string("/dev/null")}) {
+  for (const std::string& target :
+       {mountPoint + "/inside", folder / "missing", folder.path(), std::string("/"), std::string("/proc"),
+        image, std::string("/dev/null")}) {
     const ProgramResult result = detach(target);
     EXPECT_EQ(result.status, 1) << target;
     EXPECT_EQ(result.err, "hdiutil: detach failed - No such file or directory\n");

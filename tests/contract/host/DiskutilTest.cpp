@@ -69,11 +69,11 @@ TEST_F(VerifyVolume, FindsADamagedOneBadWhileItIsInUse) {
 }
 
 TEST_F(VerifyVolume, FindsOverwrittenBytes) {
-  const std::string place = mustRun({"stat", "-c", "%i", mountPoint + "/file"});
   attachReadOnly();
   const std::string where = mustRun({"debugfs", "-R", "imap /file", band(image)});
-  ASSERT_NE(where.find("block "), std::string::npos) << where;
-  const long block = std::stol(where.substr(where.find("block ") + 6));
+  const std::string words = "located at block ";
+  ASSERT_NE(where.find(words), std::string::npos) << where;
+  const long block = std::stol(where.substr(where.find(words) + words.size()));
   {
     const FileDescriptor fd(::open(band(image).c_str(), O_WRONLY | O_CLOEXEC));
     const std::string garbage(4096, '\x5a');
