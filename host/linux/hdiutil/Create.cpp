@@ -22,6 +22,9 @@ int create(const Arguments& arguments) {
   if (!bytes || type != "SPARSEBUNDLE" || fileSystem != "APFS" || !volumeName) throw UsageError();
   if (PathString::extension(path) != "sparsebundle") path += ".sparsebundle";
 
+  // Below that the file system would be made without a journal, and without a word.
+  constexpr std::int64_t smallest = 16 << 20;
+  if (*bytes < smallest) throw Failure(reasonOf(EINVAL));
   SparseBundle bundle = SparseBundle::begin(path, *bytes);
   try {
     const FileDescriptor band = bundle.openLockedBand();
