@@ -1,7 +1,6 @@
 #include "HostTest.h"
 #include "support/Files.h"
 #include "support/KillAt.h"
-#include "support/ScratchDrive.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -67,16 +66,6 @@ TEST_F(Create, RefusesAFolderThatIsMissing) {
   const ProgramResult result = create(folder / "missing/Bild.sparsebundle");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "hdiutil: create failed - No such file or directory\n");
-}
-
-TEST_F(Create, LeavesNothingBehindOnAFullDrive) {
-  if (!isRoot()) GTEST_SKIP() << "only root can mount a drive";
-  ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
-  drive.fill(1 << 20);
-  const ProgramResult result = create(drive / "Bild.sparsebundle", 28610);
-  EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.err, "");
-  EXPECT_FALSE(exists(drive / "Bild.sparsebundle"));
 }
 
 TEST_F(Create, RefusesASizeThatHasNoRoomForAJournal) {

@@ -1,6 +1,5 @@
 #include "HostTest.h"
 #include "support/Files.h"
-#include "support/ScratchDrive.h"
 
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/PropertyList.h"
@@ -78,14 +77,6 @@ TEST_F(Detach, OfWhatIsNotAttachedFails) {
   EXPECT_TRUE(isMounted(mountPoint));
   EXPECT_EQ(detach(mountPoint).status, 0);
   EXPECT_EQ(detach(mountPoint).status, 1) << "a second time";
-}
-
-TEST_F(Detach, LeavesOtherVolumesAlone) {
-  if (!isRoot()) GTEST_SKIP() << "only root can mount a drive";
-  const ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
-  EXPECT_EQ(detach(drive.path()).status, 1);
-  EXPECT_EQ(detach(drive.device()).status, 1);
-  EXPECT_TRUE(isMounted(drive.path()));
 }
 
 }  // namespace

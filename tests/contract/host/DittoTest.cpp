@@ -1,7 +1,6 @@
 #include "HostTest.h"
 #include "support/Files.h"
 #include "support/NastyTree.h"
-#include "support/ScratchDrive.h"
 #include "support/TreeManifest.h"
 
 #include <fcntl.h>
@@ -42,32 +41,6 @@ TEST_F(Ditto, CopiesATreeThatIsHardToCopyWithAllThatBelongsToIt) {
   ASSERT_EQ(::chmod(source.c_str(), 0700), 0);
   expectSilentSuccess();
   expectEqual();
-}
-
-TEST_F(Ditto, CopiesToDrivesWithAndWithoutSharedBlocks) {
-  makeNastyTree(source);
-  for (const auto fileSystem : {ScratchDrive::FileSystem::btrfs, ScratchDrive::FileSystem::ext4}) {
-    if (auto reason = ScratchDrive::unavailable(fileSystem)) GTEST_SKIP() << *reason;
-    const ScratchDrive drive({.fileSystem = fileSystem});
-    for (const char* name : {"first", "second"}) {
-      const std::string from = name == std::string("first") ? source : drive / "first";
-      const ProgramResult result = runTool("ditto", {from, drive / name});
-      EXPECT_EQ(result.status, 0) << result.err;
-      EXPECT_EQ(diff(TreeManifest::of(source), TreeManifest::of(drive / name)), "");
-    }
-  }
-}
-
-TEST_F(Ditto, SharesBlocksWhereTheFileSystemCan) {
-  if (auto reason = ScratchDrive::unavailable()) GTEST_SKIP() << *reason;
-  const ScratchDrive drive;
-  writeFile(drive / "file", std::string(64 << 20, 'x'));
-  mustRun({"sync", "-f", drive.path()});
-  const auto before = drive.availableBytes();
-  ASSERT_EQ(runTool("ditto", {drive / "file", drive / "copy"}).status, 0);
-  mustRun({"sync", "-f", drive.path()});
-  EXPECT_GT(drive.availableBytes(), before - (16 << 20));
-  EXPECT_EQ(readFile(drive / "copy"), readFile(drive / "file"));
 }
 
 TEST_F(Ditto, MergesIntoAFolderThatKeepsItsOwnMetadata) {
@@ -168,29 +141,6 @@ TEST_F(Ditto, GoesOnAfterAnErrorAndTellsIt) {
   EXPECT_EQ(result.err, "ditto: " + source + "/conflict: Is a directory\n");
   EXPECT_EQ(readFile(copy + "/a"), "bytes");
   EXPECT_EQ(readFile(copy + "/z/file"), "bytes");
-}
-
-TEST_F(Ditto, TellsWhatItMayNotRead) {
-  if (isRoot()) GTEST_SKIP() << "root may read all";
-  writeFile(source + "/a", "bytes");
-  writeFile(source + "/secret file", "bytes", 0);
-  writeFile(source + "/secret folder/file", "bytes");
-  ASSERT_EQ(::chmod((source + "/secret folder").c_str(), 0), 0);
-  const ProgramResult result = ditto();
-  EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.err.find("ditto: " + source + "/secret file: Permission denied\n"), std::string::npos);
-  EXPECT_NE(result.err.find("ditto: " + source + "/secret folder: Permission denied\n"), std::string::npos);
-  EXPECT_EQ(readFile(copy + "/a"), "bytes");
-}
-
-TEST_F(Ditto, TellsAFullDrive) {
-  if (auto reason = ScratchDrive::unavailable(ScratchDrive::FileSystem::ext4)) GTEST_SKIP() << *reason;
-  ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
-  drive.fill(4 << 20);
-  writeFile(source + "/big", std::string(64 << 20, 'x'));
-  const ProgramResult result = runTool("ditto", {source, drive / "copy"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
 }
 
 TEST_F(Ditto, RefusesAMissingSourceAFileAsFolderAndOtherArguments) {
