@@ -9,6 +9,7 @@
 #include "Storage/FileOps.h"
 
 #include <fmt/format.h>
+#include <future>
 
 namespace fernwahrung::Relocator {
 
@@ -31,6 +32,20 @@ void carryOverFolderAttributes(const std::string& source, const std::string& des
     throw FernwahrungError::message(
         fmt::format("Rechte und Eigenschaften des Ordners konnten nicht übertragen werden: {} → {} ({})",
                     source, destination, errnoText(error.value())));
+  }
+}
+
+void proveCopy(const std::string& source, const std::string& copy, Verifier::CompareOptions options,
+               OperationContext& context) {
+  // its destructor waits: on every way out the volume is free to be detached
+  std::future<std::error_code> flush =
+      std::async(std::launch::async, [&copy] { return Platform::flushVolume(copy); });
+  VerifyReport report = Verifier::compare(source, copy, options, context);
+  if (!report.isIdentical()) throw FernwahrungError::verificationFailed(report.problems);
+  if (auto error = flush.get()) {
+    throw FernwahrungError::message(
+        fmt::format("Die Kopie konnte nicht auf das Laufwerk geschrieben werden: {} ({})", copy,
+                    errnoText(error.value())));
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include "Foundation/OperationContext.h"
 #include "Records/Journal.h"
+#include "Storage/Verifier.h"
 
 #include <functional>
 #include <string>
@@ -19,6 +20,13 @@ void runJournalled(Journal& journal, const std::string& subject, OperationContex
 /// Carries mode, times and attributes of a folder over to the one its contents were copied into: the copy
 /// tool leaves those of a folder that exists already as they are. Throws FernwahrungError.
 void carryOverFolderAttributes(const std::string& source, const std::string& destination);
+
+/// Compares the copy with its source and brings it down to the medium of its drive: only then may it take the
+/// source's place. The flush runs beside the comparison, which reads what was just written from memory.
+/// Throws what Verifier::compare throws, FernwahrungError::verificationFailed for differences, and
+/// FernwahrungError when the drive does not take the data.
+void proveCopy(const std::string& source, const std::string& copy, Verifier::CompareOptions options,
+               OperationContext& context);
 
 /// A symbolic link at `path` with the text `target`. Throws SystemError.
 void createSymlink(const std::string& target, const std::string& path);

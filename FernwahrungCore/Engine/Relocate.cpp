@@ -38,10 +38,8 @@ void copyAndVerify(Offloading& run, const std::string& destination, bool destina
   run.context.report("Kopieren abgeschlossen", 1.0);
   run.complete("copied");
 
-  VerifyReport report = Verifier::compare(
-      source, destination, {.totalBytes = run.totalBytes, .destinationIsVolumeRoot = destinationIsVolumeRoot},
-      run.context);
-  if (!report.isIdentical()) throw FernwahrungError::verificationFailed(report.problems);
+  proveCopy(source, destination,
+            {.totalBytes = run.totalBytes, .destinationIsVolumeRoot = destinationIsVolumeRoot}, run.context);
   run.complete("verified");
 }
 

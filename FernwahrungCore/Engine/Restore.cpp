@@ -59,10 +59,8 @@ std::string createStaging(Restoring& run, const Origin& origin) {
 void verifyCopy(Restoring& run, const Origin& origin, const std::string& staging) {
   carryOverFolderAttributes(origin.path, staging);
   run.complete("copied");
-  VerifyReport report = Verifier::compare(
-      origin.path, staging, {.totalBytes = origin.totalBytes, .sourceIsVolumeRoot = origin.isVolumeRoot},
-      run.context);
-  if (!report.isIdentical()) throw FernwahrungError::verificationFailed(report.problems);
+  proveCopy(origin.path, staging,
+            {.totalBytes = origin.totalBytes, .sourceIsVolumeRoot = origin.isVolumeRoot}, run.context);
   run.complete("verified");
 }
 

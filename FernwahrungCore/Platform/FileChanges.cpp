@@ -60,6 +60,10 @@ std::error_code makeSymlink(const std::string& text, const std::string& path) {
               [&](ChangeObserver& observer) { observer.madeSymlink(text, path); });
 }
 
+std::error_code flushVolume(const std::string& path) {
+  return System::flushVolume(path);
+}
+
 std::error_code setModificationTime(const std::string& path, const FileInfo& like) {
   const timespec times[2] = {
       {0, UTIME_OMIT},

@@ -30,6 +30,9 @@ std::error_code createFile(const std::string& path);
 std::error_code writeAndFlush(const std::string& path, std::string_view data);
 /// Makes the folder's names durable.
 std::error_code flushDirectory(const std::string& path);
+/// Waits until all that was written to the volume that holds the path lies on the medium. Darwin:
+/// sync_volume_np(3); Linux: syncfs(2).
+std::error_code flushVolume(const std::string& path);
 
 /// The flag that keeps even the owner from changing the folder (UF_IMMUTABLE on the Mac). All other flags
 /// stay. Linux: the inode's immutable flag for root; for an ordinary user the folder loses its write

@@ -1,5 +1,5 @@
 // Sources of the facts below: rename(2) for renamex_np and RENAME_EXCL, fsync(2) and fcntl(2) for
-// F_FULLFSYNC, chflags(2), clonefile(2), copyfile(3), and posix_spawnattr_setflags(3) for
+// F_FULLFSYNC, sync_volume_np(3), chflags(2), clonefile(2), copyfile(3), and posix_spawnattr_setflags(3) for
 // POSIX_SPAWN_CLOEXEC_DEFAULT.
 #include "Platform/SystemCalls.h"
 
@@ -34,6 +34,10 @@ std::error_code flush(int fd) {
   // know the full flush, each with an error of its own; a drive that fails to write says so again to fsync.
   if (::fcntl(fd, F_FULLFSYNC) == 0) return {};
   return resultOf(::fsync(fd));
+}
+
+std::error_code flushVolume(const std::string& path) {
+  return resultOf(::sync_volume_np(path.c_str(), SYNC_VOLUME_WAIT | SYNC_VOLUME_FULLSYNC));
 }
 
 std::error_code setImmutable(const std::string& path, bool immutable) {

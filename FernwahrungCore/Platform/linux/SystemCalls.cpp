@@ -1,5 +1,7 @@
 #include "Platform/SystemCalls.h"
 
+#include "Foundation/FileDescriptor.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <stdio.h>
@@ -10,6 +12,12 @@ namespace fernwahrung::System {
 std::error_code renameExclusive(const std::string& from, const std::string& to) {
   return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 ? std::error_code()
                                                                                           : errorCode(errno);
+}
+
+std::error_code flushVolume(const std::string& path) {
+  const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!fd || ::syncfs(fd.get()) != 0) return errorCode(errno);
+  return {};
 }
 
 std::error_code flush(int fd) {
