@@ -47,7 +47,9 @@ RelocationStatus statusOfMissingMount(const Relocation& relocation, bool storage
 
 RelocationStatus imageStatus(const Relocation& relocation, bool storageExists, AttachedImages& attached) {
   if (!FileOps::isMountPoint(relocation.sourcePath)) {
-    return statusOfMissingMount(relocation, storageExists, attached);
+    RelocationStatus status = statusOfMissingMount(relocation, storageExists, attached);
+    // What another process mounts during the look must not pass for data written into the empty folder.
+    if (!FileOps::isMountPoint(relocation.sourcePath)) return status;
   }
   RelocationStatus status;
   status.summary = "Eingehängt";

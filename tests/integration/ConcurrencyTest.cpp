@@ -3,8 +3,11 @@
 #include "support/Files.h"
 #include "support/Mounts.h"
 #include "support/Program.h"
+#include "support/ToolDouble.h"
 
+#include "Engine/Mount.h"
 #include "Engine/Relocate.h"
+#include "Engine/Status.h"
 #include "Foundation/PathString.h"
 #include "Foundation/Text.h"
 #include "Records/AppSettings.h"
@@ -198,6 +201,20 @@ TEST_F(ConcurrencyTest, SoTheyDoWhenVolumesComeAndGoWithoutACheck) {
   settings.save();
   startManyAtOnce();
   expectConsistentState();
+}
+
+TEST_F(ConcurrencyTest, AMountDuringALookIsTakenForNoDataInTheEmptyFolder) {
+  const Relocation& relocation = relocations_[0];
+  Relocator::unmount(relocation);
+  const ToolDouble hdiutil(
+      "/usr/bin/hdiutil", {.thenReal = true,
+                           .script = "mount -t tmpfs -o mode=755 none " + shellQuoted(relocation.sourcePath) +
+                                     "; : >" + shellQuoted(relocation.sourcePath + "/Datei")});
+  const RelocationStatus status = Relocator::status(relocation);
+  EXPECT_EQ(hdiutil.calls().size(), 1U);
+  EXPECT_EQ(status.summary, "Eingehängt");
+  EXPECT_THAT(status.details, IsEmpty());
+  EXPECT_TRUE(status.mounted);
 }
 
 }  // namespace
