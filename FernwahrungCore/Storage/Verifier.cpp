@@ -12,12 +12,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -26,10 +28,9 @@ namespace {
 
 constexpr std::size_t bufferSize = 1048576;
 constexpr std::size_t problemLimit = 200;
-/// How far the reading is announced to the system ahead of itself on each side: in one file, and in coming
-/// files of the folder. Enough to keep both drives busy, and little beside the memory of any Mac.
-constexpr std::int64_t adviceAhead = 8 * 1048576;
-constexpr std::int64_t adviceUnit = 1048576;
+/// How many coming files of a folder are announced to the system: enough to keep both drives busy with small
+/// files. What is larger than a buffer is read on both sides at once, and the systems read ahead in it by
+/// themselves; announcing it too would cost Linux its large pages.
 constexpr std::size_t filesAhead = 16;
 
 /// The names of one folder, sorted, in memory that is used again for the next folder.
@@ -81,44 +82,99 @@ FileDescriptor openFile(const FileName& file) {
   return fd;
 }
 
-/// One side of the comparison of two contents.
+/// The buffer of one side, and what the last reading left in it.
 class Reader {
  public:
   Reader() : buffer_(new std::byte[bufferSize]) {}
 
-  void fill(const FileDescriptor& fd, const FileName& file) {
-    const auto filled = ReadRetry::readFully(
+  /// Throws nothing: it may run on another thread. requireSuccess tells of a failure.
+  void read(const FileDescriptor& file) {
+    filled_ = ReadRetry::readFully(
         [&](std::size_t offset, std::size_t length) {
-          return ::read(fd.get(), buffer_.get() + offset, length);
+          return ::read(file.get(), buffer_.get() + offset, length);
         },
         bufferSize);
-    // Nothing at all, not even the end, after all retries: that proves nothing.
-    if (!filled || (filled->count == 0 && !filled->reachedEnd)) {
-      throw FernwahrungError::message(fmt::format("Lesefehler: {} ({})", file.path(), errnoText(errno)));
-    }
-    filled_ = *filled;
+    error_ = errno;
   }
 
-  std::size_t count() const { return filled_.count; }
-  bool reachedEnd() const { return filled_.reachedEnd; }
+  void requireSuccess(const FileName& file) const {
+    // Nothing at all, not even the end, after all retries: that proves nothing.
+    if (!filled_ || (filled_->count == 0 && !filled_->reachedEnd)) {
+      throw FernwahrungError::message(fmt::format("Lesefehler: {} ({})", file.path(), errnoText(error_)));
+    }
+  }
+
+  bool reachedEnd() const { return filled_->reachedEnd; }
   bool holdsSameAs(const Reader& other) const {
-    return count() == other.count() && std::memcmp(buffer_.get(), other.buffer_.get(), count()) == 0;
+    return filled_->count == other.filled_->count &&
+           std::memcmp(buffer_.get(), other.buffer_.get(), filled_->count) == 0;
   }
 
  private:
   std::unique_ptr<std::byte[]> buffer_;
-  ReadRetry::Filled filled_;
+  std::optional<ReadRetry::Filled> filled_;
+  int error_ = 0;
 };
 
-/// What is known of a name of the source ahead of its turn. Two files that will be read are open already and
-/// their beginnings announced, so that both drives work on the coming files while the present ones are
-/// compared.
+/// A second thread, which reads one side while the first reads the other. What it has not taken up when the
+/// result is wanted, the first thread does itself, so that on a busy machine nobody waits for a thread that
+/// gets no processor.
+class SecondHand {
+ public:
+  SecondHand() : thread_([this] { serve(); }) {}
+  ~SecondHand() {
+    state_ = State::stopped;
+    state_.notify_one();
+    thread_.join();
+  }
+  SecondHand(const SecondHand&) = delete;
+  SecondHand& operator=(const SecondHand&) = delete;
+
+  void begin(Reader& reader, const FileDescriptor& file) {
+    reader_ = &reader;
+    file_ = &file;
+    state_ = State::wanted;
+    state_.notify_one();
+  }
+
+  void finish() {
+    State expected = State::wanted;
+    if (state_.compare_exchange_strong(expected, State::idle)) {
+      reader_->read(*file_);
+      return;
+    }
+    for (State state = state_; state != State::done; state = state_) state_.wait(state);
+  }
+
+ private:
+  enum class State : int { idle, wanted, running, done, stopped };
+
+  void serve() {
+    for (State state = state_; state != State::stopped; state = state_) {
+      State expected = State::wanted;
+      if (state_.compare_exchange_strong(expected, State::running)) {
+        reader_->read(*file_);
+        state_ = State::done;
+        state_.notify_one();
+      } else if (expected != State::stopped) {
+        state_.wait(expected);
+      }
+    }
+  }
+
+  std::atomic<State> state_ = State::idle;
+  Reader* reader_ = nullptr;
+  const FileDescriptor* file_ = nullptr;
+  std::thread thread_;
+};
+
+/// What is known of a name of the source ahead of its turn. Two files that will be read are open already, and
+/// small ones announced, so that both drives work on the coming files while the present ones are compared.
 struct Candidate {
   std::optional<FileInfo> source;
   std::optional<FileInfo> copy;
   FileDescriptor sourceFile;
   FileDescriptor copyFile;
-  std::int64_t advised = 0;
 };
 
 class Comparison {
@@ -200,19 +256,15 @@ class Comparison {
     // A failure tells nothing yet: the file's turn may never come. It is opened again then.
     candidate.sourceFile = FileDescriptor(tryOpen(source));
     candidate.copyFile = FileDescriptor(tryOpen(copy));
-    if (candidate.sourceFile && candidate.copyFile) advise(candidate, adviceUnit);
+    if (candidate.sourceFile && candidate.copyFile && !isLarge(candidate)) {
+      Platform::adviseWillRead(candidate.sourceFile.get(), 0, candidate.source->size);
+      Platform::adviseWillRead(candidate.copyFile.get(), 0, candidate.source->size);
+    }
     return candidate;
   }
 
-  /// Announces both files up to `end` or their own.
-  static void advise(Candidate& candidate, std::int64_t end) {
-    end = std::min(end, candidate.source->size);
-    while (candidate.advised < end) {
-      const std::int64_t length = std::min(adviceUnit, end - candidate.advised);
-      Platform::adviseWillRead(candidate.sourceFile.get(), candidate.advised, length);
-      Platform::adviseWillRead(candidate.copyFile.get(), candidate.advised, length);
-      candidate.advised += length;
-    }
+  static bool isLarge(const Candidate& candidate) {
+    return candidate.source->size > static_cast<std::int64_t>(bufferSize);
   }
 
   bool isComparable(const Candidate& candidate, const FileName& source, const FileName& copy) {
@@ -262,14 +314,28 @@ class Comparison {
   bool contentsAreEqual(const FileName& source, const FileName& copy, Candidate& candidate) {
     if (!candidate.sourceFile) candidate.sourceFile = openFile(source);
     if (!candidate.copyFile) candidate.copyFile = openFile(copy);
-    for (std::int64_t position = 0;; position += bufferSize) {
+    for (;;) {
       context_.checkCancelled();
-      if (candidate.source->size > adviceUnit) advise(candidate, position + adviceAhead);
-      sourceReader_.fill(candidate.sourceFile, source);
-      copyReader_.fill(candidate.copyFile, copy);
+      if (isLarge(candidate)) {
+        readAtOnce(candidate);
+      } else {
+        sourceReader_.read(candidate.sourceFile);
+        copyReader_.read(candidate.copyFile);
+      }
+      sourceReader_.requireSuccess(source);
+      copyReader_.requireSuccess(copy);
       if (!sourceReader_.holdsSameAs(copyReader_)) return false;
+      // Both have ended at the same place: the next reading would give nothing on either side.
       if (sourceReader_.reachedEnd() && copyReader_.reachedEnd()) return true;
     }
+  }
+
+  /// Both drives at once: one that waits for the other stands still.
+  void readAtOnce(const Candidate& candidate) {
+    if (!secondHand_) secondHand_.emplace();
+    secondHand_->begin(copyReader_, candidate.copyFile);
+    sourceReader_.read(candidate.sourceFile);
+    secondHand_->finish();
   }
 
   template <typename... Values>
@@ -303,6 +369,7 @@ class Comparison {
   std::array<Candidate, filesAhead> candidates_;
   Reader sourceReader_;
   Reader copyReader_;
+  std::optional<SecondHand> secondHand_;  // from the first large file on
 };
 
 }  // namespace
