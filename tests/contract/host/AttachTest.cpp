@@ -166,6 +166,9 @@ TEST_F(Attach, ReadOnlyLetsNothingBeWritten) {
 TEST_F(Attach, ReadOnlyWorksForAnImageThatWasNeverDetached) {
   ASSERT_EQ(attach(image, mountPoint).status, 0);
   writeFile(mountPoint + "/file", "bytes");
+  writeFile(mountPoint + "/open", "bytes");
+  const FileDescriptor open(::open((mountPoint + "/open").c_str(), O_RDONLY | O_CLOEXEC));
+  removeEverything(mountPoint + "/open");  // what only a replayed journal can make an end of
   mustRun({"sync", "-f", mountPoint});
   // What the drive holds at this moment is what a power cut would leave.
   const std::string left = imagePath("left");

@@ -1,9 +1,15 @@
-// Runs the tests as an ordinary user: root becomes one first. A name space for mounts of its own makes FUSE's
-// device usable on machines that keep it to root, and takes all that is still mounted away when the process
-// ends.
+// Runs the tests as an ordinary user: root becomes one first, in name spaces of its own for mounts and
+// processes. They make FUSE's device usable on machines that keep it to root, and take all away that is still
+// mounted or running when the tests end, however they end.
 #include "support/TempFolder.h"
 
+#include "Foundation/PathString.h"
+#include "Platform/linux/MountTable.h"
+
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -11,23 +17,34 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+namespace fernwahrung {
 namespace {
 
 constexpr const char* fuseDevice = "/dev/fuse";
 
 /// Best effort: where it fails the tests tell that the device may not be used.
 void openFuseToAll() {
-  if (::unshare(CLONE_NEWNS) != 0) return;
-  if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return;
   struct stat device;
   if (::stat(fuseDevice, &device) != 0) return;
-  const fernwahrung::TempFolder folder;
+  const TempFolder folder;
   const std::string node = folder / "fuse";
   if (::mknod(node.c_str(), S_IFCHR, device.st_rdev) != 0 || ::chmod(node.c_str(), 0666) != 0) return;
   ::mount(node.c_str(), fuseDevice, nullptr, MS_BIND, nullptr);
+}
+
+/// A name space begins with a copy of all mounts, which would keep the images and drives of other tests busy.
+void letGoOfOthersMounts() {
+  const std::string temporary = std::filesystem::temp_directory_path();
+  const auto mounts = MountTable::read();
+  for (auto mount = mounts.rbegin(); mount != mounts.rend(); ++mount) {
+    const std::string& place = mount->mountPoint;
+    if (place != temporary &&
+        (PathString::isInside(place, temporary) || PathString::isInside(place, "/Volumes")))
+      ::umount2(place.c_str(), MNT_DETACH);
+  }
 }
 
 bool becomeNobody() {
@@ -40,16 +57,45 @@ bool becomeNobody() {
          ::prctl(PR_SET_DUMPABLE, 1) == 0;
 }
 
+int runAsNobody() {
+  if (!becomeNobody()) {
+    std::perror("becoming an ordinary user");
+    return 1;
+  }
+  return RUN_ALL_TESTS();
+}
+
+int statusOf(pid_t child) {
+  for (int status = 0;;) {
+    // The first process of a name space inherits the orphans of all others.
+    const pid_t ended = ::wait(&status);
+    if (ended < 0 && errno != EINTR) return 1;
+    if (ended == child) return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  }
+}
+
+/// As the first process of the name space: all others end with it, and it ends with the one that started it.
+int superviseTests() {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  ::mount("proc", "/proc", "proc", 0, nullptr);
+  letGoOfOthersMounts();
+  openFuseToAll();
+  const pid_t tests = ::fork();
+  return tests == 0 ? runAsNobody() : statusOf(tests);
+}
+
+int runInNameSpaces() {
+  if (::unshare(CLONE_NEWNS | CLONE_NEWPID) != 0) return runAsNobody();
+  ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+  const pid_t supervisor = ::fork();
+  return supervisor == 0 ? superviseTests() : statusOf(supervisor);
+}
+
 }  // namespace
+}  // namespace fernwahrung
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  if (::geteuid() == 0 && !testing::GTEST_FLAG(list_tests)) {
-    openFuseToAll();
-    if (!becomeNobody()) {
-      std::perror("becoming an ordinary user");
-      return 1;
-    }
-  }
+  if (::geteuid() == 0 && !testing::GTEST_FLAG(list_tests)) return fernwahrung::runInNameSpaces();
   return RUN_ALL_TESTS();
 }

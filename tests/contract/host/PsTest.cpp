@@ -88,7 +88,7 @@ TEST(Ps, TellsThatAProcessIsGone) {
 
 TEST(Ps, TellsPathsWithAnyName) {
   const TempFolder folder;
-  const std::string program = folder / "Meine App) (x 1 2.app/Contents/MacOS/Größe mit Leerzeichen";
+  const std::string program = folder / "Meine App) (x 1 2.app/Contents/MacOS/a) (b 1 Größe mit Leerzeichen";
   makeFolder(std::filesystem::path(program).parent_path());
   mustRun({"cp", "/bin/sleep", program});
   const Running process(program);

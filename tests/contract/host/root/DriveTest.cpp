@@ -9,7 +9,10 @@
 #include "Foundation/PathString.h"
 #include "Foundation/PropertyList.h"
 
+#include <cerrno>
 #include <fcntl.h>
+#include <sys/mount.h>
+#include <system_error>
 
 namespace fernwahrung::host {
 namespace {
@@ -61,6 +64,41 @@ TEST_F(ImageOnDrive, ListTellsTheTruthAfterThePullingOfADrive) {
     EXPECT_NE(runTool("hdiutil", {"info", "-plist"}).out.find(external), std::string::npos);
     EXPECT_EQ(detach(mountPoint).status, 0);
   }
+}
+
+/// A file system laid over the drive for as long as the object lives.
+class Cover {
+ public:
+  explicit Cover(const std::string& place) : place_(place) {
+    if (::mount("none", place.c_str(), "tmpfs", 0, nullptr) != 0)
+      throw std::system_error(errno, std::generic_category(), place);
+  }
+  ~Cover() { ::umount2(place_.c_str(), MNT_DETACH); }
+  Cover(const Cover&) = delete;
+  Cover& operator=(const Cover&) = delete;
+
+ private:
+  std::string place_;
+};
+
+TEST_F(ImageOnDrive, ListDoesNotTakeAnotherFileOfTheSamePathForTheImage) {
+  const ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
+  const std::string external = drive / "Bild.sparsebundle";
+  makeAttached(external, mountPoint);
+  {
+    const Cover cover(drive.path());
+    ASSERT_EQ(create(external).status, 0);
+    const std::string list = runTool("hdiutil", {"info", "-plist"}).out;
+    EXPECT_EQ(list.find(external), std::string::npos) << list;
+    EXPECT_EQ(list.find(mountPoint), std::string::npos) << list;
+    makeFolder(folder / "elsewhere");
+    EXPECT_EQ(attach(external, folder / "elsewhere").status, 0);
+    EXPECT_TRUE(isMounted(folder / "elsewhere"));
+    EXPECT_EQ(detach(folder / "elsewhere").status, 0);
+    EXPECT_TRUE(isMounted(mountPoint));
+  }
+  EXPECT_NE(runTool("hdiutil", {"info", "-plist"}).out.find(external), std::string::npos);
+  EXPECT_EQ(detach(mountPoint).status, 0);
 }
 
 struct Disk : testing::Test {
