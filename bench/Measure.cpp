@@ -1,7 +1,6 @@
 #include "Measure.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -9,11 +8,10 @@
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace fernwahrung::Bench {
 namespace {
-
-constexpr std::size_t rounds = 5;
 
 double secondsOf(const std::function<void()>& action) {
   const auto begin = std::chrono::steady_clock::now();
@@ -21,25 +19,25 @@ double secondsOf(const std::function<void()>& action) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-double median(std::array<double, rounds> times) {
+double median(std::vector<double> times) {
   std::sort(times.begin(), times.end());
-  return times[rounds / 2];
+  return times[times.size() / 2];
 }
 
 }  // namespace
 
 bool hold(const Contest& contest) {
-  std::array<double, rounds> ours{};
-  std::array<double, rounds> theirs{};
+  std::vector<double> ours;
+  std::vector<double> theirs;
   contest.prepare();
   contest.ours();
   contest.prepare();
   contest.theirs();
-  for (std::size_t round = 0; round < rounds; ++round) {
+  for (int round = 0; round < contest.rounds; ++round) {
     contest.prepare();
-    ours[round] = secondsOf(contest.ours);
+    ours.push_back(secondsOf(contest.ours));
     contest.prepare();
-    theirs[round] = secondsOf(contest.theirs);
+    theirs.push_back(secondsOf(contest.theirs));
   }
   const double ratio = median(ours) / median(theirs);
   const bool isKept = ratio <= contest.limit;

@@ -13,10 +13,11 @@ struct Contest {
   std::function<void()> theirs;
   std::function<void()> prepare = [] {};  // before each single run, not timed
   double limit;                           // ours may take this many times the reference's time
+  int rounds = 5;
 };
 
-/// Runs both in turn five times, after one round that is not counted, and prints the medians, their ratio and
-/// the limit. True when the ratio keeps to the limit.
+/// Runs both in turn as often as asked for, after one round that is not counted, and prints the medians,
+/// their ratio and the limit. True when the ratio keeps to the limit.
 bool hold(const Contest& contest);
 
 /// Runs a shell command that must succeed, or end with 1 where `mayDiffer` (as diff does).
