@@ -52,14 +52,18 @@ void replaceByLink(const std::string& existing, const std::string& path) {
 
 void rejoin(const std::string& source, const std::string& copy) {
   for (const auto& [inode, names] : sharedFiles(source)) {
-    const std::string first = PathString::join(copy, names.front());
-    const auto firstInfo = Platform::fileInfo(first);
-    if (!firstInfo || firstInfo->type != FileType::file) continue;
-    for (std::size_t index = 1; index < names.size(); ++index) {
-      const std::string other = PathString::join(copy, names[index]);
-      const auto otherInfo = Platform::fileInfo(other);
-      if (!otherInfo || otherInfo->type != FileType::file || otherInfo->inode == firstInfo->inode) continue;
-      replaceByLink(first, other);
+    std::string first;
+    std::uint64_t firstInode = 0;
+    for (const std::string& name : names) {
+      const std::string path = PathString::join(copy, name);
+      const auto info = Platform::fileInfo(path);
+      if (!info || info->type != FileType::file) continue;
+      if (first.empty()) {
+        first = path;
+        firstInode = info->inode;
+      } else if (info->inode != firstInode) {
+        replaceByLink(first, path);
+      }
     }
   }
 }
