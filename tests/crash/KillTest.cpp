@@ -57,6 +57,11 @@ class KillTest : public Scene, public testing::WithParamInterface<Case> {
     return result;
   }
 
+  std::vector<std::string> relocateCommand(RelocationKind kind) const {
+    return {"relocate", "--yes",        "--source",  source, "--storage",     drive->path(),
+            "--kind",   rawValue(kind), "--size-gb", "2",    "--no-spotlight"};
+  }
+
   /// Runs the helper until its n-th call, and waits for the tools it leaves behind.
   KillAt::Result runUntil(const std::vector<std::string>& arguments, int n, bool recordCalls = false) {
     std::vector<std::string> argv{FERNWAHRUNG_HELPER};
@@ -104,9 +109,7 @@ TEST_P(KillTest, RelocateAtEveryInstant) {
   makeSource({.depth = 4, .manyFiles = 3});
   const RelocationKind kind = GetParam().kind;
   const std::string storage = plan(kind).storagePath();
-  const std::vector<std::string> command{"relocate",  "--yes",       "--source",      source,
-                                         "--storage", drive->path(), "--kind",        rawValue(kind),
-                                         "--size-gb", "2",           "--no-spotlight"};
+  const std::vector<std::string> command = relocateCommand(kind);
 
   KillAt::Result counted = runUntil(command, 0, /*recordCalls=*/true);
   ASSERT_EQ(counted.status, 0) << counted.err;
@@ -214,6 +217,54 @@ TEST_P(KillTest, RestoreAtEveryInstant) {
   EXPECT_GT(rolledBack, 0);
   std::cout << "killed at " << ns.size() << " of " << counted.total << " calls: " << rolledBack
             << " rolled back, " << gotThrough << " had got through\n";
+}
+
+TEST_P(KillTest, RollbackAtEveryInstant) {
+  makeSource({.depth = 2, .manyFiles = 1, .bigFile = false});
+  const RelocationKind kind = GetParam().kind;
+  const std::string storage = plan(kind).storagePath();
+  const std::vector<std::string> rollback{"rollback", "--all"};
+
+  // an offloading that died with everything in place but the note of its last step
+  const KillAt::Result whole = runUntil(relocateCommand(kind), 0, /*recordCalls=*/true);
+  ASSERT_EQ(whole.status, 0) << whole.err;
+  int last = 0;
+  for (int n = 1; n <= static_cast<int>(whole.calls.size()); ++n) {
+    const std::string& call = whole.calls[static_cast<std::size_t>(n - 1)];
+    if (call.find("registry.json") != std::string::npos) last = n;
+  }
+  ASSERT_GT(last, 0);
+  undoByHand(storage);
+  emptyTrashAndRecords();
+  auto dieInTheEnd = [&] {
+    runUntil(relocateCommand(kind), last);
+    ASSERT_EQ(Journal::unfinished().size(), 1u);
+    ASSERT_TRUE(Journal::unfinished()[0].has("postChecked"));
+  };
+
+  dieInTheEnd();
+  const KillAt::Result counted = runUntil(rollback, 0, /*recordCalls=*/true);
+  ASSERT_EQ(counted.status, 0) << counted.err;
+  RegistryStore::save({});
+  expectAsBefore();
+  emptyTrashAndRecords();
+  removeEverything(storage + ".fernwahrung.json");
+
+  const std::vector<int> ns = moments(counted.calls, source);
+  for (int n : ns) {
+    dieInTheEnd();
+    const KillAt::Result run = runUntil(rollback, n);
+    SCOPED_TRACE("killed before call " + std::to_string(n) + " of " + std::to_string(counted.total) + ": " +
+                 run.call);
+    rollBackInAFreshProcess();
+    RegistryStore::save({});  // the entry was saved and its step not noted
+    expectAsBefore();
+    EXPECT_FALSE(exists(storage));
+    emptyTrashAndRecords();
+    removeEverything(storage + ".fernwahrung.json");
+    if (HasFailure()) return;
+  }
+  std::cout << "killed at " << ns.size() << " of " << counted.total << " calls\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, KillTest,
