@@ -60,7 +60,8 @@ const std::vector<Fault> relocateFaults = {
 class RelocateFault : public Scene, public testing::WithParamInterface<Fault> {};
 
 TEST_P(RelocateFault, LeavesEverythingAsItWas) {
-  const auto& [kind, step] = GetParam();
+  const RelocationKind kind = GetParam().kind;
+  const char* step = GetParam().step;
   makeSource({.manyFiles = 5});
   std::string storage = plan(kind).storagePath();
   {
@@ -113,7 +114,9 @@ const std::vector<RestoreFaultCase> restoreFaults = {
 class RestoreFault : public Scene, public testing::WithParamInterface<RestoreFaultCase> {};
 
 TEST_P(RestoreFault, LeavesTheArrangementAsItWas) {
-  const auto& [kind, mounted, step] = GetParam();
+  const RelocationKind kind = GetParam().kind;
+  const bool mounted = GetParam().mounted;
+  const char* step = GetParam().step;
   makeSource({.manyFiles = 5});
   Relocation relocation = relocate(kind);
   Registry registry = RegistryStore::load();
