@@ -44,7 +44,9 @@ Trace traced(const std::vector<std::string>& arguments) {
   std::vector<std::string> argv = {
       "strace", "-f", "-qq", "-s", "4096", "-e", "trace=execve,openat,open", "-o", file, FERNWAHRUNG_HELPER};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
-  Trace trace{.result = runProgram(argv), .started = {}, .openings = {}};
+  // the address sanitizer's search for leaks can't look at a process that is traced already
+  const ProgramOptions options{.environment = {{"ASAN_OPTIONS", "detect_leaks=0"}}};
+  Trace trace{.result = runProgram(argv, options), .started = {}, .openings = {}};
   bool isOwnStart = true;
   // A call that another process's line interrupts is told in two halves: the texts stand in the first.
   for (const std::string& line : Text::split(readFile(file), '\n')) {
