@@ -21,14 +21,6 @@ std::string file() {
   return PathString::join(Paths::supportDirectory(), "pause.json");
 }
 
-Json::Value toJson(const MountPause::Entry& entry) {
-  Json::Value value = {{"since", Dates::iso8601(entry.since)},
-                       {"until", Dates::iso8601(entry.until)},
-                       {"reason", entry.reason}};
-  if (entry.volume) value["volume"] = *entry.volume;
-  return value;
-}
-
 MountPause::Entry entryFromJson(const Json::Value& value) {
   return {Json::optionalText(value, "volume"), Json::date(value, "since"), Json::date(value, "until"),
           Json::text(value, "reason")};
@@ -47,6 +39,14 @@ bool isBack(const MountPause::Entry& entry) {
 }
 
 }  // namespace
+
+Json::Value toJson(const MountPause::Entry& entry) {
+  Json::Value value = {{"since", Dates::iso8601(entry.since)},
+                       {"until", Dates::iso8601(entry.until)},
+                       {"reason", entry.reason}};
+  if (entry.volume) value["volume"] = *entry.volume;
+  return value;
+}
 
 MountPause MountPause::load() {
   MountPause pause;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Foundation/Dates.h"
+#include "Foundation/Json.h"
 #include "Records/Relocation.h"
 
 #include <optional>
@@ -39,5 +40,8 @@ struct MountPause {
 
   bool operator==(const MountPause&) const = default;
 };
+
+/// An entry in the form of the file; without a volume the key is left out.
+Json::Value toJson(const MountPause::Entry& entry);
 
 }  // namespace fernwahrung

@@ -7,14 +7,6 @@ namespace fernwahrung {
 
 namespace {
 
-Json::Value toJson(const MountPause::Entry& entry) {
-  Json::Value value = {{"since", Dates::iso8601(entry.since)},
-                       {"until", Dates::iso8601(entry.until)},
-                       {"reason", entry.reason}};
-  if (entry.volume) value["volume"] = *entry.volume;
-  return value;
-}
-
 constexpr auto details =
     "Eine Pause entsteht beim sicheren Auswerfen und vor dem Ruhezustand. Sie endet von selbst,\n"
     "sobald das Laufwerk wieder da ist.";
