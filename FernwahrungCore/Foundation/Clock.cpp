@@ -1,5 +1,7 @@
 #include "Foundation/Clock.h"
 
+#include "Foundation/BlockingCalls.h"
+
 #include <chrono>
 #include <thread>
 
@@ -17,6 +19,7 @@ Date now() {
 }
 
 void sleep(double seconds) {
+  BlockingCalls::announce("sleep");
   if (installed != nullptr) {
     installed->sleep_(seconds);
   } else if (seconds > 0) {

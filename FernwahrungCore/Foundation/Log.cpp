@@ -1,5 +1,6 @@
 #include "Foundation/Log.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Clock.h"
 #include "Foundation/Dates.h"
 #include "Foundation/FileDescriptor.h"
@@ -40,6 +41,7 @@ void rotateIfTooLarge(const std::string& file) {
 
 /// One write call per line, at the file's end, so that the lines of two processes never mix.
 void append(const std::string& file, const std::string& line) {
+  BlockingCalls::announce("log");
   const FileDescriptor fd(::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
   if (!fd) return;
   while (::write(fd.get(), line.data(), line.size()) < 0 && errno == EINTR) {

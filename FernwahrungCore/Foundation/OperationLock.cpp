@@ -1,5 +1,6 @@
 #include "Foundation/OperationLock.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Paths.h"
 
 #include <cerrno>
@@ -14,6 +15,7 @@ LockBusyError::LockBusyError()
 }
 
 OperationLock::OperationLock() {
+  BlockingCalls::announce("lock");
   Paths::ensure(Paths::supportDirectory());
   // Closed on exec: a program started during the operation must not keep the lock when we die.
   fd_ = FileDescriptor(::open(Paths::lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
@@ -27,6 +29,7 @@ OperationLock::~OperationLock() {
 }
 
 bool OperationLock::isHeldElsewhere() {
+  BlockingCalls::announce("lock");
   const FileDescriptor fd(::open(Paths::lockFile().c_str(), O_RDWR | O_CLOEXEC));
   if (!fd) return false;
   if (::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) {

@@ -1,5 +1,6 @@
 #include "Platform/Directory.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 
@@ -17,6 +18,7 @@ SystemError unreadable(const std::string& path, int code) {
 }  // namespace
 
 Directory::Directory(const std::string& path) : path_(path) {
+  BlockingCalls::announce("open folder");
   FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fd) throw unreadable(path, errno);
   stream_.reset(::fdopendir(fd.get()));

@@ -1,5 +1,7 @@
 #include "Platform/FileInfo.h"
 
+#include "Foundation/BlockingCalls.h"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
@@ -37,6 +39,7 @@ std::optional<FileInfo> fileInfo(const std::string& path) {
 }
 
 std::optional<FileInfo> fileInfoAt(int directory, const char* name) {
+  BlockingCalls::announce("stat");
   struct stat status;
   if (::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
   const timespec& modified = modificationTime(status);
@@ -54,6 +57,7 @@ std::optional<FileInfo> fileInfoAt(int directory, const char* name) {
 }
 
 std::optional<std::string> realPath(const std::string& path) {
+  BlockingCalls::announce("realpath");
   const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
   if (!resolved) return std::nullopt;
   return std::string(resolved.get());

@@ -1,5 +1,6 @@
 #include "Foundation/Host.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Platform/SystemCalls.h"
 
@@ -119,6 +120,7 @@ std::pair<FileDescriptor, FileDescriptor> makePipe() {
 
 pid_t spawn(const std::string& program, const std::vector<std::string>& arguments, int standardInput,
             int standardOutput, int standardError) {
+  BlockingCalls::announce("start a program");
   std::vector<std::string> words{program};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables = childEnvironment();

@@ -1,5 +1,6 @@
 #include "Records/AtomicWrite.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/PathString.h"
@@ -52,6 +53,7 @@ void flushFolders(const std::string& path, int count) {
 }
 
 FileDescriptor openForReading(const std::string& path) {
+  BlockingCalls::announce("open");
   // Without O_NONBLOCK the opening of a pipe waits for a writer.
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file) throwUnreadable(path, errno);
