@@ -5,6 +5,7 @@
 
 #include "Foundation/ByteFormat.h"
 #include "Foundation/Clock.h"
+#include "Foundation/Errors.h"
 #include "Foundation/PathString.h"
 #include "Foundation/Paths.h"
 #include "Storage/DirectoryState.h"
