@@ -1,0 +1,53 @@
+// Source: the File Manager D-Bus Interface of freedesktop.org.
+#include "FernwahrungApp/Platform/Desktop.h"
+
+#include "FernwahrungApp/Platform/linux/SessionBus.h"
+
+#include "Foundation/PathString.h"
+
+#include <QCoreApplication>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDBusPendingCallWatcher>
+#include <QDesktopServices>
+#include <QUrl>
+
+namespace fernwahrung {
+namespace {
+
+/// Byte by byte, so that names that are no valid UTF-8 survive as well.
+QByteArray fileUri(const std::string& path) {
+  return "file://" + QByteArray::fromStdString(path).toPercentEncoding("/");
+}
+
+void openFile(const std::string& path) {
+  QDesktopServices::openUrl(QUrl::fromEncoded(fileUri(path), QUrl::StrictMode));
+}
+
+}  // namespace
+
+void Desktop::reveal(const std::string& path) {
+  const std::string parent = PathString::parent(path);
+  const auto bus = sessionBus();
+  if (!bus) return openFile(parent);
+  QDBusMessage call = QDBusMessage::createMethodCall(
+      QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+      QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+  call << QStringList{QString::fromLatin1(fileUri(path))} << QString();
+  auto* watcher = new QDBusPendingCallWatcher(bus->asyncCall(call), QCoreApplication::instance());
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, parent] {
+    if (watcher->isError()) openFile(parent);
+    watcher->deleteLater();
+  });
+}
+
+void Desktop::open(const std::string& pathOrUrl) {
+  if (pathOrUrl.starts_with('/')) return openFile(pathOrUrl);
+  QDesktopServices::openUrl(QUrl::fromEncoded(QByteArray::fromStdString(pathOrUrl)));
+}
+
+bool Desktop::askToQuit(std::int32_t) {
+  return false;
+}
+
+}  // namespace fernwahrung
