@@ -1,6 +1,6 @@
 # Qt, for the application alone. Where it is missing the application is left out, and everything else is built.
 if(FERNWAHRUNG_APP AND NOT CMAKE_CROSSCOMPILING)
-  set(qtModules Core Gui Widgets Svg Concurrent)
+  set(qtModules Core Gui Widgets Svg)
   if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     list(APPEND qtModules DBus)
   endif()

@@ -27,42 +27,11 @@ std::string helperCopy() {
 
 }  // namespace
 
-/// Carries progress from the operation's thread to the model's: it lives as long as either of them does, so
-/// that a report which comes after the model's end meets nobody.
-class AppModel::ProgressRelay : public QObject {
- public:
-  explicit ProgressRelay(AppModel& model) : model_(&model) {}
-
-  /// On the model's thread: reports that are still on their way are not for it any more.
-  void dismiss() { model_ = nullptr; }
-
-  /// Any thread.
-  static void report(const std::shared_ptr<ProgressRelay>& relay, const std::string& text,
-                     std::optional<double> fraction) {
-    QMetaObject::invokeMethod(
-        relay.get(), [relay, text, fraction] { relay->deliver(text, fraction); }, Qt::QueuedConnection);
-  }
-
- private:
-  void deliver(const std::string& text, std::optional<double> fraction) {
-    // After a cancellation the text says so until the end.
-    if (!model_ || model_->context_->isCancelled()) return;
-    model_->publish(model_->progressMessage_, text, &AppModel::progressMessageChanged);
-    model_->publish(model_->progressFraction_, fraction, &AppModel::progressFractionChanged);
-  }
-
-  AppModel* model_;  // touched on the model's thread only
-};
-
 AppModel::AppModel(CoreCalls core, Questions& questions, std::chrono::milliseconds refreshInterval)
     : core_(std::move(core)), questions_(questions), settings_(core_.loadSettings()) {
   refresh();
   connect(&timer_, &QTimer::timeout, this, &AppModel::refresh);
   timer_.start(refreshInterval);
-}
-
-AppModel::~AppModel() {
-  if (relay_) relay_->dismiss();
 }
 
 template <class Value>
@@ -195,15 +164,21 @@ void AppModel::run(Command command, Operation operation) {
   publish(cancellable_, command.cancellable, &AppModel::cancellableChanged);
   publish(busyTitle_, std::optional(command.title), &AppModel::busyTitleChanged);
 
-  relay_ = std::shared_ptr<ProgressRelay>(new ProgressRelay(*this),
-                                          [](ProgressRelay* relay) { relay->deleteLater(); });
+  auto mailbox = std::make_shared<Background::Mailbox>(this);
   context_ = std::make_shared<OperationContext>(
-      [relay = relay_](const std::string& text, std::optional<double> fraction) {
-        ProgressRelay::report(relay, text, fraction);
+      [this, mailbox](const std::string& text, std::optional<double> fraction) {
+        mailbox->post([this, text, fraction] { showProgress(text, fraction); });
       });
   Background::start(
       this, [context = context_, operation = std::move(operation)] { return attempt(operation, *context); },
       [this, command = std::move(command)](const Outcome& outcome) { finish(command, outcome); });
+}
+
+void AppModel::showProgress(const std::string& text, std::optional<double> fraction) {
+  // After a cancellation the text says so until the end.
+  if (!context_ || context_->isCancelled()) return;
+  publish(progressMessage_, text, &AppModel::progressMessageChanged);
+  publish(progressFraction_, fraction, &AppModel::progressFractionChanged);
 }
 
 AppModel::Outcome AppModel::attempt(const Operation& operation, OperationContext& context) {
@@ -219,8 +194,6 @@ AppModel::Outcome AppModel::attempt(const Operation& operation, OperationContext
 }
 
 void AppModel::finish(const Command& command, const Outcome& outcome) {
-  relay_->dismiss();
-  relay_ = nullptr;
   context_ = nullptr;
   lastOperationEnd_ = Clock::now();
   publish(busyTitle_, std::optional<std::string>(), &AppModel::busyTitleChanged);

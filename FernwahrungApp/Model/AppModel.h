@@ -28,7 +28,6 @@ class AppModel : public QObject {
   /// Reads the settings, starts the first refresh and the timer that repeats it.
   explicit AppModel(CoreCalls core, Questions& questions,
                     std::chrono::milliseconds refreshInterval = std::chrono::seconds(15));
-  ~AppModel() override;
 
   // What is published. Each has a signal that is emitted after it has changed, and only then.
 
@@ -129,7 +128,6 @@ class AppModel : public QObject {
   void dataSizesChanged();
 
  private:
-  class ProgressRelay;
   /// Gives the relocation to select, if any. Throws.
   using Operation = std::function<std::optional<Uuid>(OperationContext&)>;
   struct Failure {
@@ -158,6 +156,7 @@ class AppModel : public QObject {
 
   /// The single way an operation starts.
   void run(Command command, Operation operation);
+  void showProgress(const std::string& text, std::optional<double> fraction);
   static Outcome attempt(const Operation& operation, OperationContext& context);
   void finish(const Command& command, const Outcome& outcome);
   void showAccessDenied(const std::string& text);
@@ -189,7 +188,6 @@ class AppModel : public QObject {
   std::set<Uuid> measuring_;
   std::map<std::string, CapacityLevel> notifiedLevels_;
   std::shared_ptr<OperationContext> context_;
-  std::shared_ptr<ProgressRelay> relay_;  // between context_ and this
   bool refreshing_ = false;
   bool refreshAgain_ =
       false;  // what the refresh under way reads may be older than the operation that has just ended

@@ -1,15 +1,26 @@
 #include "FernwahrungApp/Model/Background.h"
 
 namespace fernwahrung::Background {
+namespace {
+
+struct Pool : QThreadPool {
+  Pool() { setMaxThreadCount(8); }
+};
+
+}  // namespace
 
 QThreadPool& pool() {
-  static QThreadPool pool;
-  static const bool sized = [] {
-    pool.setMaxThreadCount(8);
-    return true;
-  }();
-  static_cast<void>(sized);
+  static Pool pool;
   return pool;
+}
+
+void Mailbox::post(std::function<void()> call) const {
+  QMetaObject::invokeMethod(
+      anchor_,
+      [owner = owner_, call = std::move(call)] {
+        if (owner) call();
+      },
+      Qt::QueuedConnection);
 }
 
 void start(std::function<void()> work) {

@@ -23,9 +23,18 @@ bool QuitGuard::mayQuit() {
   if (answer != 0) return false;
   // The operation may have ended while the question stood.
   if (!model_.busyTitle()) return true;
-  wanted_ = true;
-  if (cancellable) model_.cancel();
+  quitOnceIdle(cancellable);
   return false;
+}
+
+void QuitGuard::quitWithoutAsking() {
+  quitOnceIdle(model_.cancellable());
+  quitIfWanted();
+}
+
+void QuitGuard::quitOnceIdle(bool cancel) {
+  wanted_ = true;
+  if (cancel) model_.cancel();
 }
 
 void QuitGuard::quitIfWanted() {

@@ -15,11 +15,15 @@ class QuitGuard : public QObject {
   /// possible) or awaited, and once it has ended and taken back what it did, quitNow() follows. It is never
   /// broken off.
   bool mayQuit();
+  /// For an end that comes from outside, when nobody may be there to answer: cancels what can be cancelled,
+  /// and quitNow() follows once nothing runs.
+  void quitWithoutAsking();
 
  signals:
   void quitNow();
 
  private:
+  void quitOnceIdle(bool cancel);
   void quitIfWanted();
 
   AppModel& model_;

@@ -7,6 +7,8 @@
 #include "support/ScriptedQuestions.h"
 #include "support/TempFolder.h"
 
+#include "Foundation/Errors.h"
+
 #include <gtest/gtest.h>
 #include <optional>
 
@@ -18,20 +20,20 @@ class ModelFixture : public testing::Test {
   /// The model, after its first refresh. Its timer never ticks by itself.
   AppModel& start() {
     create();
-    EXPECT_TRUE(pumpUntil([this] { return model->loaded(); }));
-    return *model;
+    EXPECT_TRUE(pumpUntil([this] { return owned->loaded(); }));
+    return *owned;
   }
-  AppModel& create() { return model.emplace(core.calls(), questions, std::chrono::hours(1)); }
+  AppModel& create() { return owned.emplace(core.calls(), questions, std::chrono::hours(1)); }
 
   /// Refreshes once more and waits for the end.
   void refresh() {
     std::size_t before = count("readWorld");
-    model->refresh();
+    owned->refresh();
     EXPECT_TRUE(pumpUntil([&] { return count("readWorld") > before; }));
     settle();
   }
   bool untilIdle() {
-    bool idle = pumpUntil([this] { return !model->busyTitle(); });
+    bool idle = pumpUntil([this] { return !owned->busyTitle(); });
     settle();
     return idle;
   }
@@ -48,7 +50,7 @@ class ModelFixture : public testing::Test {
   }
 
   void TearDown() override {
-    model.reset();
+    owned.reset();
     Background::pool().waitForDone();
     pumpOnce();
   }
@@ -56,7 +58,7 @@ class ModelFixture : public testing::Test {
   TempHome home;
   FakeCore core;
   ScriptedQuestions questions;
-  std::optional<AppModel> model;
+  std::optional<AppModel> owned;
 };
 
 }  // namespace fernwahrung

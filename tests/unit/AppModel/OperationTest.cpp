@@ -155,12 +155,12 @@ TEST_F(Operations, CancellingWithNothingRunningDoesNothing) {
 TEST_F(Operations, TheProblemsOfMountAllAreOneMessage) {
   CoreCalls calls = core.calls();
   calls.mountAll = [] { return std::vector<std::string>{"Bilder: fehlt", "Musik: voll"}; };
-  model.emplace(calls, questions, std::chrono::hours(1));
-  model->mountAll();
-  EXPECT_EQ(model->busyTitle(), "Alle einhängen");
-  EXPECT_FALSE(model->cancellable());
+  owned.emplace(calls, questions, std::chrono::hours(1));
+  owned->mountAll();
+  EXPECT_EQ(owned->busyTitle(), "Alle einhängen");
+  EXPECT_FALSE(owned->cancellable());
   ASSERT_TRUE(untilIdle());
-  EXPECT_EQ(model->errorMessage(), "Bilder: fehlt\nMusik: voll");
+  EXPECT_EQ(owned->errorMessage(), "Bilder: fehlt\nMusik: voll");
 }
 
 TEST_F(Operations, ARollbackSaysSo) {
@@ -203,9 +203,9 @@ TEST_F(Operations, AModelThatGoesWhileAnOperationReportsIsMissedByNobody) {
     gate.pass();
     for (int i = 0; i < 100; ++i) context.progress("Schritt", i / 100.0);
   };
-  model->restore(images);
+  owned->restore(images);
   ASSERT_TRUE(untilStarted());
-  model.reset();
+  owned.reset();
   gate.open();
   settle();
   EXPECT_EQ(count("restore Bilder"), 1U);

@@ -10,7 +10,7 @@ class Quitting : public ModelFixture {
  protected:
   void SetUp() override {
     start();
-    guard.emplace(*model);
+    guard.emplace(*owned);
     quits.emplace(&*guard, &QuitGuard::quitNow);
     gate.close();
     core.operation = [this](OperationContext& context) {
@@ -36,17 +36,17 @@ TEST_F(Quitting, IsFreeWhileNothingRuns) {
 }
 
 TEST_F(Quitting, LetsAnOperationGoOn) {
-  model->restore(images);
+  owned->restore(images);
   questions.expect("„Zurückholen“ läuft noch", "Weiterlaufen lassen");
   EXPECT_FALSE(guard->mayQuit());
   gate.open();
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(quits->count(), 0);
-  EXPECT_EQ(model->errorMessage(), std::nullopt);
+  EXPECT_EQ(owned->errorMessage(), std::nullopt);
 }
 
 TEST_F(Quitting, CancelsAndFollowsOnceAllIsTakenBack) {
-  model->restore(images);
+  owned->restore(images);
   questions.expect("„Zurückholen“ läuft noch", "Abbrechen und beenden");
   EXPECT_FALSE(guard->mayQuit());
   pumpOnce();
@@ -54,17 +54,17 @@ TEST_F(Quitting, CancelsAndFollowsOnceAllIsTakenBack) {
   gate.open();
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(quits->count(), 1);
-  EXPECT_EQ(model->errorMessage(), std::string(FernwahrungError::cancelled().what()));
+  EXPECT_EQ(owned->errorMessage(), std::string(FernwahrungError::cancelled().what()));
 }
 
 TEST_F(Quitting, AwaitsWhatCannotBeCancelled) {
-  model->mount(images);
+  owned->mount(images);
   questions.expect("„Einhängen“ läuft noch", "Danach beenden");
   EXPECT_FALSE(guard->mayQuit());
   gate.open();
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(quits->count(), 1);
-  EXPECT_EQ(model->errorMessage(), std::nullopt);
+  EXPECT_EQ(owned->errorMessage(), std::nullopt);
 }
 
 }  // namespace

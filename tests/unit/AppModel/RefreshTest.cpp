@@ -110,7 +110,7 @@ TEST_F(Refresh, WhatHasNotChangedIsNotAnnounced) {
 }
 
 TEST_F(Refresh, TheTimerRepeatsIt) {
-  model.emplace(core.calls(), questions, std::chrono::milliseconds(1));
+  owned.emplace(core.calls(), questions, std::chrono::milliseconds(1));
   EXPECT_TRUE(pumpUntil([this] { return count("readWorld") >= 4; }));
 }
 
@@ -141,7 +141,7 @@ TEST_F(Refresh, AResultThatComesAfterTheModelsEndMeetsNobody) {
   core.reading.close();
   create();
   pumpOnce();
-  model.reset();
+  owned.reset();
   core.reading.open();
   settle();
   SUCCEED();
