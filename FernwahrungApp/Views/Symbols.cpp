@@ -9,14 +9,11 @@
 #include <algorithm>
 #include <optional>
 
-namespace {
-
-/// The drawings lie in a static library, whose resources nothing pulls in by itself.
-void loadResources() {
+/// The drawings lie in a static library, whose resources nothing pulls in by itself. Qt wants this outside
+/// all namespaces.
+static void loadResources() {
   Q_INIT_RESOURCE(resources);
 }
-
-}  // namespace
 
 namespace fernwahrung::Symbols {
 namespace {
@@ -135,6 +132,11 @@ QPixmap pixmap(const QString& name, int size, const QColor& color, qreal deviceP
   QPixmap result = render(known(name), qRound(size * devicePixelRatio), color);
   result.setDevicePixelRatio(devicePixelRatio);
   return result;
+}
+
+QIcon applicationIcon() {
+  loadResources();
+  return QIcon(QStringLiteral(":/AppIcon.svg"));
 }
 
 QColor good(const QPalette& palette) {

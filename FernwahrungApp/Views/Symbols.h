@@ -25,6 +25,9 @@ QIcon icon(const QString& name, const QColor& color);
 /// A square picture of `size` device-independent pixels.
 QPixmap pixmap(const QString& name, int size, const QColor& color, qreal devicePixelRatio);
 
+/// The application's own icon, in full colour.
+QIcon applicationIcon();
+
 /// The colours of the three states: legible as text (contrast of at least 4.5 : 1) on the window and text
 /// backgrounds of a light or dark palette.
 QColor good(const QPalette& palette);

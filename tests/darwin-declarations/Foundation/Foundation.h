@@ -1,5 +1,6 @@
-// Declarations of our own for the few parts of the Mac's Foundation that FernwahrungCore/Platform/darwin
-// uses, so that its Objective-C++ can be checked and linked where no Mac is at hand. The README beside this
+// Declarations of our own for the few parts of the Mac's Foundation that the darwin folders of the core and
+// the application use, so that their Objective-C++ can be checked, and the core linked, where no Mac is at
+// hand. The README beside this
 // folder says where each is documented. On a Mac nothing of this is used.
 #pragma once
 
@@ -28,6 +29,8 @@ typedef unsigned long NSUInteger;
 __attribute__((objc_root_class))
 @interface NSObject<NSObject>
 + (Class)class;
++ (instancetype)alloc;
+- (instancetype)init;
 @end
 
 typedef struct {
@@ -44,12 +47,17 @@ typedef struct {
 @end
 
 @interface NSString : NSObject
++ (nullable instancetype)stringWithUTF8String:(const char*)nullTerminatedCString;
 @property(nullable, readonly) const char* UTF8String;
 - (BOOL)isEqualToString:(NSString*)aString;
 @end
 
 @interface NSNumber : NSObject
 @property(readonly) long long longLongValue;
+@end
+
+@interface NSArray<ObjectType> : NSObject
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nullable])objects count:(NSUInteger)count;
 @end
 
 @interface NSDictionary<KeyType, ObjectType> : NSObject <NSFastEnumeration>
@@ -80,6 +88,7 @@ enum : NSInteger {
 @end
 
 @interface NSURL : NSObject
++ (nullable instancetype)URLWithString:(NSString*)URLString;
 + (NSURL*)fileURLWithFileSystemRepresentation:(const char*)path
                                   isDirectory:(BOOL)isDir
                                 relativeToURL:(nullable NSURL*)baseURL;
@@ -89,8 +98,15 @@ enum : NSInteger {
                    error:(out NSError* _Nullable* _Nullable)error;
 @end
 
+@interface NSUUID : NSObject
++ (instancetype)UUID;
+@property(readonly, copy) NSString* UUIDString;
+@end
+
 @interface NSBundle : NSObject
+@property(class, readonly, strong) NSBundle* mainBundle;
 + (nullable instancetype)bundleWithURL:(NSURL*)url;
+@property(nullable, readonly, copy) NSString* bundleIdentifier;
 @property(nullable, readonly, copy) NSDictionary<NSString*, id>* localizedInfoDictionary;
 @end
 
