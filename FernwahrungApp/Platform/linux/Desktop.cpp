@@ -6,6 +6,7 @@
 #include "Foundation/PathString.h"
 
 #include <QCoreApplication>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
@@ -24,6 +25,20 @@ void openFile(const std::string& path) {
   QDesktopServices::openUrl(QUrl::fromEncoded(fileUri(path), QUrl::StrictMode));
 }
 
+/// The call had reached a file manager, which was slow to answer or went: it may well have shown the item,
+/// and a second window long after would only be in the way.
+bool maybeTaken(const QDBusError& error) {
+  switch (error.type()) {
+    case QDBusError::NoReply:
+    case QDBusError::Timeout:
+    case QDBusError::TimedOut:
+    case QDBusError::Disconnected:
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 void Desktop::reveal(const std::string& path) {
@@ -36,7 +51,7 @@ void Desktop::reveal(const std::string& path) {
   call << QStringList{QString::fromLatin1(fileUri(path))} << QString();
   auto* watcher = new QDBusPendingCallWatcher(bus->asyncCall(call), QCoreApplication::instance());
   QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, parent] {
-    if (watcher->isError()) openFile(parent);
+    if (watcher->isError() && !maybeTaken(watcher->error())) openFile(parent);
     watcher->deleteLater();
   });
 }

@@ -1,6 +1,8 @@
 #include "FernwahrungApp/Platform/Desktop.h"
 #include "unit/AppPlatform/PrivateSessionBus.h"
 
+#include <QCoreApplication>
+#include <QDBusPendingCallWatcher>
 #include <QUrl>
 #include <QtGui/QDesktopServices>
 #include <gtest/gtest.h>
@@ -8,17 +10,20 @@
 
 namespace fernwahrung {
 
+/// Every call to the bus has been answered, and the answer dealt with.
+bool allIsAnswered() {
+  return handleEventsUntil(
+      [] { return QCoreApplication::instance()->findChildren<QDBusPendingCallWatcher*>().isEmpty(); });
+}
+
 /// Takes the place of the file manager.
 class FileManager : public QObject {
   Q_OBJECT
   Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
 
  public:
-  /// The addresses of the first call, or nothing within the time.
-  QStringList shown() {
-    handleEventsUntil([this] { return !calls_.isEmpty(); });
-    return calls_.value(0);
-  }
+  /// The addresses of the only call.
+  QStringList shown() const { return calls_.size() == 1 ? calls_.first() : QStringList(); }
 
  public slots:
   void ShowItems(const QStringList& uris, const QString&) { calls_ << uris; }
@@ -64,6 +69,7 @@ TEST_F(DesktopTest, TheFileManagerIsGivenTheExactAddress) {
   FileManager manager;
   BusService service(bus, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1", &manager);
   Desktop::reveal("/Volumes/Große Platte/100%#1?/Zeile\numbruch");
+  ASSERT_TRUE(allIsAnswered());
   EXPECT_EQ(manager.shown(),
             QStringList{"file:///Volumes/Gro%C3%9Fe%20Platte/100%25%231%3F/Zeile%0Aumbruch"});
   EXPECT_TRUE(files_.opened.isEmpty());
@@ -74,14 +80,25 @@ TEST_F(DesktopTest, BytesThatAreNoTextSurvive) {
   FileManager manager;
   BusService service(bus, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1", &manager);
   Desktop::reveal("/a/\xff\xfe");
+  ASSERT_TRUE(allIsAnswered());
   EXPECT_EQ(manager.shown(), QStringList{"file:///a/%FF%FE"});
 }
 
 TEST_F(DesktopTest, WithoutAFileManagerTheFolderIsOpened) {
   PrivateSessionBus bus;
   Desktop::reveal("/Volumes/Große Platte/50%/Datei");
-  ASSERT_TRUE(handleEventsUntil([this] { return !files_.opened.isEmpty(); }));
+  ASSERT_TRUE(allIsAnswered());
   EXPECT_EQ(files_.opened, QByteArrayList{"file:///Volumes/Gro%C3%9Fe%20Platte/50%25"});
+}
+
+TEST_F(DesktopTest, AFileManagerThatGoesOpensNoSecondWindow) {
+  PrivateSessionBus bus;
+  FileManager manager;
+  BusService service(bus, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1", &manager);
+  Desktop::reveal("/Volumes/Platte/Datei");
+  bus.stop();
+  ASSERT_TRUE(allIsAnswered());
+  EXPECT_TRUE(files_.opened.isEmpty());
 }
 
 TEST_F(DesktopTest, WithoutABusTheFolderIsOpened) {
