@@ -97,6 +97,7 @@ std::optional<std::string> symlinkDestination(const std::string& path) {
 
 bool isMountPoint(const std::string& path) {
   if (!isDirectory(path)) return false;
+  if (const auto isRoot = Platform::isVolumeRoot(path)) return *isRoot;
   const auto facts = Platform::volumeFacts(path);
   return facts && normalize(facts->mountPoint) == normalize(path);
 }

@@ -20,6 +20,10 @@ std::optional<VolumeFacts> volumeFacts(const std::string& path) {
   };
 }
 
+std::optional<bool> isVolumeRoot(const std::string& /*path*/) {
+  return std::nullopt;
+}
+
 std::string internalVolume() {
   return "/System/Volumes/Data";
 }

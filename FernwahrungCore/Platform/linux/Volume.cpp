@@ -81,6 +81,14 @@ std::optional<VolumeFacts> volumeFacts(const std::string& path) {
   };
 }
 
+std::optional<bool> isVolumeRoot(const std::string& path) {
+  struct statx status;
+  if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_TYPE, &status) != 0)
+    return std::nullopt;
+  if (!(status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT)) return std::nullopt;
+  return S_ISDIR(status.stx_mode) && (status.stx_attributes & STATX_ATTR_MOUNT_ROOT);
+}
+
 std::optional<std::int64_t> capacityForImportantUsage(const std::string& path) {
   const auto facts = volumeFacts(path);
   if (!facts) return std::nullopt;

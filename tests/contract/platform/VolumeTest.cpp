@@ -73,6 +73,23 @@ TEST(Volume, TheInternalVolumeIsMountedWhereItIsNamed) {
   EXPECT_EQ(facts->mountPoint, Platform::internalVolume());
 }
 
+TEST(Volume, OnlyTheMountPointItselfIsAVolumesRoot) {
+  const TempFolder folder;
+  const contract::CloningFolder drive;
+  makeFolder(drive / "inside");
+  writeFile(folder / "file", "");
+  const std::string mountPoint = Platform::volumeFacts(drive.path())->mountPoint;
+  ASSERT_FALSE(Platform::makeSymlink(mountPoint, folder / "link"));
+  // A system that can't tell says so for every path, and FileOps goes by the mount point.
+  const bool isKnown = Platform::isVolumeRoot(mountPoint).has_value();
+  EXPECT_EQ(Platform::isVolumeRoot(mountPoint).value_or(true), true);
+  for (const std::string& path : {drive / "inside", folder / "link", folder / "file", folder.path()}) {
+    EXPECT_EQ(Platform::isVolumeRoot(path).has_value(), isKnown) << path;
+    EXPECT_FALSE(Platform::isVolumeRoot(path).value_or(false)) << path;
+  }
+  EXPECT_FALSE(Platform::isVolumeRoot(folder / "missing").value_or(false));
+}
+
 TEST(Volume, TheCapacityIsNoMoreThanTheVolumeHolds) {
   const auto facts = Platform::volumeFacts(Platform::internalVolume());
   const auto capacity = Platform::capacityForImportantUsage(Platform::internalVolume());
