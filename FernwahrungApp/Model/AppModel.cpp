@@ -323,21 +323,23 @@ void AppModel::measureData(const Relocation& relocation) {
 }
 
 void AppModel::revealInFinder(const std::string& path) {
-  Background::start([reveal = core_.reveal, path] { reveal(path); });
+  core_.reveal(path);
 }
 
 void AppModel::revealHelperInFinder() {
-  Background::start([reveal = core_.reveal, open = core_.open, helper = helperCopy()] {
-    if (FileOps::exists(helper)) {
-      reveal(helper);
-    } else {
-      open(PathString::parent(helper));
-    }
-  });
+  Background::start(
+      this, [] { return FileOps::exists(helperCopy()); },
+      [this](bool exists) {
+        if (exists) {
+          core_.reveal(helperCopy());
+        } else {
+          core_.open(PathString::parent(helperCopy()));
+        }
+      });
 }
 
 void AppModel::openFullDiskAccess() {
-  Background::start([open = core_.open] { open(fullDiskAccessPanel); });
+  core_.open(fullDiskAccessPanel);
 }
 
 }  // namespace fernwahrung

@@ -18,7 +18,7 @@ struct CoreCalls {
   // Read at once when the model is made: a small file.
   std::function<AppSettings()> loadSettings;
 
-  // All others are called from background threads only.
+  // Called from background threads only: they wait for disks and processes.
   std::function<World(const CapacityThresholds&)> readWorld;
   std::function<PreflightResult(const RelocationPlan&)> preflight;  // measures
   std::function<Relocation(const RelocationPlan&, OperationContext&)> relocate;
@@ -30,6 +30,8 @@ struct CoreCalls {
   std::function<std::int64_t(const std::string& folder)> dataSize;  // bytes; throws
   std::function<bool(const ProcessDescription&)> requestTermination;
   std::function<void(const std::string& title, const std::string& body)> notify;
+
+  // Called on the main thread; they hand over to the desktop and return.
   std::function<void(const std::string& path)> reveal;
   std::function<void(const std::string& pathOrUrl)> open;
 };
