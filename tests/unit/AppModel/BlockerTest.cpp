@@ -99,7 +99,7 @@ class Termination : public ModelFixture {
  protected:
   void confirm(const ProcessDescription& which) {
     BlockerTermination::confirm(
-        *model, which, owner.get(), [this] { ++followed; }, 1ms);
+        *owned, which, owner.get(), [this] { ++followed; }, 1ms);
   }
   std::unique_ptr<QObject> owner = std::make_unique<QObject>();
   int followed = 0;

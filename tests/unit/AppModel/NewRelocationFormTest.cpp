@@ -21,10 +21,10 @@ class NewRelocation : public ModelFixture {
       plans.push_back(plan);
       return results.at(std::min(plans.size(), results.size()) - 1);
     };
-    model.emplace(calls, questions, std::chrono::hours(1));
-    EXPECT_TRUE(pumpUntil([this] { return model->loaded(); }));
-    model->newRelocation(std::move(source), std::move(apps));
-    return form.emplace(*model);
+    owned.emplace(calls, questions, std::chrono::hours(1));
+    EXPECT_TRUE(pumpUntil([this] { return owned->loaded(); }));
+    owned->newRelocation(std::move(source), std::move(apps));
+    return form.emplace(*owned);
   }
   /// With a folder and a target chosen.
   NewRelocationForm& openFilled() { return open("/Users/anna/Bilder"); }
@@ -339,7 +339,7 @@ TEST_F(NewRelocation, StartsWhatWasChecked) {
   filled.setAppClosedConfirmed(true);
   ASSERT_TRUE(filled.canStart());
   EXPECT_TRUE(filled.start());
-  EXPECT_EQ(model->busyTitle(), "Fernwahren");
+  EXPECT_EQ(owned->busyTitle(), "Fernwahren");
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(count("relocate /Users/anna/Bilder"), 1U);
 }
@@ -353,7 +353,7 @@ TEST_F(NewRelocation, StartsNothingUncheckedUnconfirmedOrBlocked) {
   EXPECT_FALSE(filled.appClosedConfirmed());
   filled.setAppClosedConfirmed(true);
   EXPECT_FALSE(filled.start());
-  EXPECT_EQ(model->busyTitle(), std::nullopt);
+  EXPECT_EQ(owned->busyTitle(), std::nullopt);
 }
 
 TEST_F(NewRelocation, WarningsForbidNothing) {
@@ -373,7 +373,7 @@ TEST_F(NewRelocation, WaitsForAnotherOperation) {
   gate.close();
   core.operation = [&](OperationContext&) { gate.pass(); };
   QSignalSpy changes(&filled, &NewRelocationForm::changed);
-  model->mount(FakeCore::relocation("Musik"));
+  owned->mount(FakeCore::relocation("Musik"));
   EXPECT_EQ(changes.count(), 1);
   EXPECT_FALSE(filled.canStart());
   EXPECT_FALSE(filled.canCheck());
