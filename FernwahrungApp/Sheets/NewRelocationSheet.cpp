@@ -1,0 +1,229 @@
+#include "FernwahrungApp/Sheets/NewRelocationSheet.h"
+
+#include "FernwahrungApp/Sheets/GuardedAppsEditor.h"
+#include "FernwahrungApp/Views/ElidedField.h"
+#include "FernwahrungApp/Views/Texts.h"
+
+#include <QCheckBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+namespace fernwahrung {
+namespace {
+
+constexpr int narrowest = 620;
+constexpr int largestSizeGB = 100'000;
+constexpr const char* procedure =
+    "Ablauf: kopieren → Datei für Datei prüfen → Original umbenennen (bleibt erhalten) → einhängen bzw. "
+    "verlinken → kontrollieren. Bei jedem Fehler wird automatisch zurückgerollt.";
+
+template <class Widget>
+Widget* named(Widget* widget, const QString& id, const QString& accessibleName) {
+  widget->setObjectName(id);
+  widget->setAccessibleName(accessibleName);
+  return widget;
+}
+
+QVBoxLayout* column(QWidget* parent) {
+  auto* layout = new QVBoxLayout(parent);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(4);
+  return layout;
+}
+
+QLabel* heading(const QString& text, QWidget* parent) {
+  auto* label = new QLabel(text, parent);
+  QFont font = label->font();
+  font.setBold(true);
+  font.setPointSizeF(font.pointSizeF() * 1.25);
+  label->setFont(font);
+  return label;
+}
+
+}  // namespace
+
+NewRelocationSheet::NewRelocationSheet(AppModel& model, QWidget* parent, CheckResultView::Timing timing)
+    : QDialog(parent), model_(model), form_(model) {
+  setObjectName("newRelocationSheet");
+  setWindowTitle("Ordner fernwahren");
+  setWindowModality(Qt::WindowModal);
+  setMinimumWidth(narrowest);
+
+  rows_ = new QFormLayout;
+  rows_->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
+  rows_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  rows_->setRowWrapPolicy(QFormLayout::DontWrapRows);
+  rows_->setHorizontalSpacing(16);
+  rows_->setVerticalSpacing(12);
+  addFields(*rows_);
+
+  result_ = new CheckResultView(model, procedure, timing, this);
+  appClosed_ = named(new QCheckBox("Die App ist beendet", this), "appClosed", "Die App ist beendet");
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(24, 24, 24, 24);
+  layout->setSpacing(16);
+  layout->addWidget(heading(windowTitle(), this));
+  layout->addLayout(rows_);
+  layout->addWidget(result_, 1);
+  layout->addWidget(appClosed_, 0, Qt::AlignRight);
+  layout->addStretch();
+  layout->addWidget(buttonRow());
+
+  follow();
+  showForm();
+  (form_.source().empty() ? findChild<QPushButton*>("chooseSource") : check_)->setFocus();
+}
+
+void NewRelocationSheet::addFields(QFormLayout& rows) {
+  source_ = new ElidedField(this);
+  source_->setPlaceholderText("Noch kein Ordner gewählt");
+  rows.addRow("Ordner auf dem Mac",
+              chooserRow(source_, "Source", "Ordner auf dem Mac", &NewRelocationForm::chooseSource));
+  name_ = named(new QLineEdit(this), "nameField", "Name");
+  rows.addRow("Name", name_);
+  rows.addRow("Verfahren", kindRow());
+  storage_ = new ElidedField(this);
+  rows.addRow("Ziel auf dem Laufwerk",
+              chooserRow(storage_, "Storage", "Ziel auf dem Laufwerk", &NewRelocationForm::chooseStorage));
+  sizeRow_ = sizeRow();
+  rows.addRow("Maximale Größe", sizeRow_);
+  spotlight_ = named(new QCheckBox("Spotlight-Suche erlauben (nötig z. B. für die Outlook-Suche)", this),
+                     "spotlight", "Spotlight-Suche erlauben");
+  rows.addRow(QString(), spotlight_);
+  apps_ = new GuardedAppsEditor(model_.questions(), this);
+  rows.addRow("Zugehörige Apps", apps_);
+}
+
+QWidget* NewRelocationSheet::chooserRow(ElidedField* field, const QString& id, const QString& name,
+                                        void (NewRelocationForm::*choose)()) {
+  auto* row = new QWidget(this);
+  auto* layout = new QHBoxLayout(row);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(8);
+  layout->addWidget(named(field, id.toLower() + "Field", name), 1);
+  auto* button = named(new QPushButton("Wählen …", row), "choose" + id, name + " wählen");
+  connect(button, &QPushButton::clicked, &form_, choose);
+  layout->addWidget(button);
+  return row;
+}
+
+QWidget* NewRelocationSheet::kindRow() {
+  auto* row = new QWidget(this);
+  auto* layout = column(row);
+  auto option = [&](const QString& id, const QString& text) {
+    auto* button = named(new QRadioButton(text, row), id, text);
+    layout->addWidget(button);
+    return button;
+  };
+  image_ = option("kindImage", "Virtuelle Festplatte (für Sandbox-Apps wie Outlook)");
+  symlink_ = option("kindSymlink", "Symlink (für Apps ohne Sandbox wie FreeCAD)");
+  return row;
+}
+
+QWidget* NewRelocationSheet::sizeRow() {
+  auto* row = new QWidget(this);
+  auto* layout = column(row);
+  size_ = named(new QSpinBox(row), "sizeField", "Maximale Größe in Gigabyte");
+  size_->setRange(1, largestSizeGB);
+  size_->setSuffix(" GB");
+  size_->setAlignment(Qt::AlignRight);
+  layout->addWidget(size_, 0, Qt::AlignLeft);
+  auto* note =
+      new QLabel("Belegt wird nur, was wirklich darin liegt. Die Größe lässt sich später ändern.", row);
+  note->setObjectName("sizeNote");
+  note->setWordWrap(true);
+  note->setForegroundRole(QPalette::PlaceholderText);
+  layout->addWidget(note);
+  return row;
+}
+
+QWidget* NewRelocationSheet::buttonRow() {
+  auto* row = new QWidget(this);
+  auto* layout = new QHBoxLayout(row);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(8);
+
+  checking_ = new QWidget(row);
+  checking_->setObjectName("checking");
+  auto* busy = new QHBoxLayout(checking_);
+  busy->setContentsMargins(0, 0, 0, 0);
+  busy->setSpacing(8);
+  auto* bar = named(new QProgressBar(checking_), "checkingBar", "Der Ordner wird geprüft");
+  bar->setRange(0, 0);
+  bar->setTextVisible(false);
+  bar->setFixedSize(64, 8);
+  busy->addWidget(bar);
+  busy->addWidget(new QLabel("Wird geprüft …", checking_));
+
+  auto button = [&](const QString& id, const QString& text) {
+    return named(new QPushButton(text, row), id, text);
+  };
+  cancel_ = button("cancelButton", "Abbrechen");
+  check_ = button("checkButton", "Prüfen");
+  start_ = button("startButton", "Fernwahren starten");
+  layout->addWidget(checking_);
+  layout->addStretch();
+  layout->addWidget(cancel_);
+  layout->addWidget(check_);
+  layout->addWidget(start_);
+  return row;
+}
+
+void NewRelocationSheet::follow() {
+  connect(&form_, &NewRelocationForm::changed, this, &NewRelocationSheet::showForm);
+  connect(name_, &QLineEdit::textEdited, &form_,
+          [this](const QString& text) { form_.setName(text.toStdString()); });
+  connect(image_, &QRadioButton::toggled, &form_,
+          [this](bool image) { form_.setKind(image ? RelocationKind::image : RelocationKind::symlink); });
+  connect(size_, &QSpinBox::valueChanged, &form_, &NewRelocationForm::setSizeGB);
+  connect(spotlight_, &QCheckBox::toggled, &form_, &NewRelocationForm::setSpotlight);
+  connect(apps_, &GuardedAppsEditor::appsChanged, &form_, [this] { form_.setApps(apps_->apps()); });
+  connect(result_, &CheckResultView::recheck, &form_, &NewRelocationForm::runCheck);
+  connect(appClosed_, &QCheckBox::toggled, &form_, &NewRelocationForm::setAppClosedConfirmed);
+  connect(check_, &QPushButton::clicked, &form_, &NewRelocationForm::runCheck);
+  connect(cancel_, &QPushButton::clicked, this, &QDialog::reject);
+  connect(start_, &QPushButton::clicked, this, [this] {
+    if (form_.start()) accept();
+  });
+}
+
+void NewRelocationSheet::showForm() {
+  const QSignalBlocker blockers[] = {QSignalBlocker(image_), QSignalBlocker(size_),
+                                     QSignalBlocker(spotlight_), QSignalBlocker(appClosed_)};
+  source_->setFullText(Texts::shown(form_.source()));
+  if (name_->text().toStdString() != form_.name()) name_->setText(Texts::shown(form_.name()));
+  bool image = form_.kind() == RelocationKind::image;
+  (image ? image_ : symlink_)->setChecked(true);
+  storage_->setFullText(Texts::shown(form_.storage()));
+  // The check may have chosen a size that nobody would type.
+  int sizeGB = static_cast<int>(form_.sizeGB());
+  size_->setMaximum(std::max(largestSizeGB, sizeGB));
+  size_->setValue(sizeGB);
+  spotlight_->setChecked(form_.spotlight());
+  rows_->setRowVisible(sizeRow_, image);
+  rows_->setRowVisible(spotlight_, image);
+  apps_->setApps(form_.apps());
+
+  bool possible = form_.check() && form_.check()->blockers.empty();
+  result_->setResult(form_.check());
+  result_->setBusy(form_.checking() || model_.busyTitle());
+  result_->setVisible(form_.check().has_value());
+  checking_->setVisible(form_.checking());
+  appClosed_->setVisible(possible);
+  appClosed_->setChecked(form_.appClosedConfirmed());
+  start_->setVisible(possible);
+  start_->setEnabled(form_.canStart());
+  // Not disabled while it checks: the keyboard would move on to another button.
+  check_->setEnabled(form_.checking() || form_.canCheck());
+  check_->setDefault(!form_.canStart());
+  start_->setDefault(form_.canStart());
+}
+
+}  // namespace fernwahrung
