@@ -1,0 +1,48 @@
+#pragma once
+
+#include "FernwahrungApp/Views/ElidedField.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+
+namespace fernwahrung {
+
+/// A line of the detail form: a name, a value, and a button where there is something to show in the Finder.
+/// Its widgets lie in the grid, and go with the row.
+class DetailRow : public QObject {
+  Q_OBJECT
+
+ public:
+  enum class Value { path, text };
+
+  /// `id` names the widgets: "detailSource" has the button "detailSourceReveal".
+  DetailRow(QGridLayout& grid, int line, Value kind, const QString& id, const QString& name);
+  ~DetailRow() override;
+
+  /// An empty value hides the row.
+  void setValue(const QString& value);
+  /// Stands beside the value in place of the button, and needs none; empty for none.
+  void setNote(const QString& note);
+  void setRevealable(bool revealable);
+  QString value() const;
+
+ signals:
+  /// The path is to be shown in the Finder.
+  void reveal();
+
+ private:
+  void setShown(bool visible);
+
+  // Children of the grid's parent as well, which may take them down first.
+  QPointer<QLabel> name_;
+  QPointer<ElidedField> path_;
+  QPointer<QLabel> text_;
+  QPointer<QLabel> note_;
+  QPointer<QPushButton> button_;
+  bool visible_ = false;
+  bool revealable_ = false;
+};
+
+}  // namespace fernwahrung
