@@ -19,7 +19,7 @@ void apply(QApplication& application) {
   }
   application.setApplicationName("Fernwahrung");
   application.setApplicationDisplayName("Fernwahrung");
-  application.setWindowIcon(QIcon(":/symbols/AppIcon.svg"));
+  application.setWindowIcon(Symbols::applicationIcon());
   application.setQuitOnLastWindowClosed(false);
 }
 
