@@ -14,6 +14,13 @@ QThreadPool& pool() {
   return pool;
 }
 
+// The end queues behind the calls. A deletion asked for from here could overtake them: whoever delivers
+// deletions alone, as Qt's own waiting in tests does, would drop what has not been delivered yet.
+Mailbox::~Mailbox() {
+  QMetaObject::invokeMethod(
+      anchor_, [anchor = anchor_] { anchor->deleteLater(); }, Qt::QueuedConnection);
+}
+
 void Mailbox::post(std::function<void()> call) const {
   QMetaObject::invokeMethod(
       anchor_,

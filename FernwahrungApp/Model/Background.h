@@ -19,7 +19,7 @@ QThreadPool& pool();
 class Mailbox {
  public:
   explicit Mailbox(QObject* owner) : owner_(owner) {}
-  ~Mailbox() { anchor_->deleteLater(); }
+  ~Mailbox();
   Mailbox(const Mailbox&) = delete;
   Mailbox& operator=(const Mailbox&) = delete;
 
