@@ -1,5 +1,7 @@
 #include "FernwahrungApp/Views/Texts.h"
 
+#include <QTextDocument>
+
 namespace fernwahrung::Texts {
 namespace {
 
