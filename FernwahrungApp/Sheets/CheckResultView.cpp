@@ -65,13 +65,14 @@ CheckResultView::CheckResultView(AppModel& model, const QString& procedure, Timi
   });
 }
 
-void CheckResultView::setResult(const std::optional<PreflightResult>& result) {
+bool CheckResultView::setResult(const std::optional<PreflightResult>& result) {
   if (!result) recheck_.forget();
   bool unchanged = result_.has_value() == result.has_value() && (!result || same(*result_, *result));
-  if (unchanged) return;
+  if (unchanged) return false;
   result_ = result;
   rebuild();
   watch(isVisible());
+  return true;
 }
 
 void CheckResultView::setBusy(bool busy) {
@@ -83,7 +84,8 @@ QSize CheckResultView::minimumSizeHint() const {
 }
 
 QSize CheckResultView::sizeHint() const {
-  int wanted = widget() ? widget()->heightForWidth(viewport()->width()) + 2 * frameWidth() : 0;
+  int around = 2 * frameWidth();
+  int wanted = widget() ? widget()->heightForWidth(width() - around) + around : 0;
   return {480, std::max(wanted, minimumSizeHint().height())};
 }
 

@@ -26,12 +26,13 @@ class CheckResultView : public QScrollArea {
   CheckResultView(AppModel& model, const QString& procedure, Timing timing, QWidget* parent);
 
   /// Nothing: what was shown belongs to something else, and the automatic re-check begins anew. A result
-  /// equal to the one on show leaves everything as it is, the user's selection included.
-  void setResult(const std::optional<PreflightResult>& result);
+  /// equal to the one on show leaves everything as it is, the user's selection included: false.
+  bool setResult(const std::optional<PreflightResult>& result);
   /// A check or another operation runs.
   void setBusy(bool busy);
 
   QSize minimumSizeHint() const override;
+  /// As high as all findings need at the width it has.
   QSize sizeHint() const override;
 
  signals:

@@ -2,7 +2,6 @@
 
 #include "FernwahrungApp/Model/GuardedApps.h"
 #include "FernwahrungApp/Views/ElidedLabel.h"
-#include "FernwahrungApp/Views/FittingScrollArea.h"
 #include "FernwahrungApp/Views/SymbolView.h"
 #include "FernwahrungApp/Views/Symbols.h"
 #include "FernwahrungApp/Views/Texts.h"
@@ -12,24 +11,36 @@
 #include <QHBoxLayout>
 #include <QPointer>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QToolButton>
 
 namespace fernwahrung {
 namespace {
 
-constexpr int highestList = 112;  // a little more than three rows, so that one sees that there are others
+constexpr int rowHeight = 28;
+constexpr int highestList = 98;  // three rows and a half, so that one sees that there are others
 constexpr int symbolSide = 16;
 
 }  // namespace
 
 GuardedAppsEditor::GuardedAppsEditor(Questions& questions, QWidget* parent)
-    : QWidget(parent), questions_(questions), list_(new QWidget), add_(new QPushButton(this)) {
+    : QWidget(parent),
+      questions_(questions),
+      list_(new QWidget),
+      scroll_(new QScrollArea(this)),
+      add_(new QPushButton(this)) {
   auto* rows = new QVBoxLayout(list_);
   rows->setContentsMargins(0, 0, 0, 0);
-  rows->setSpacing(4);
-  auto* scroll = new FittingScrollArea(list_, highestList, this);
-  scroll->setObjectName("appsList");
-  scroll->setAccessibleName("Zugehörige Apps");
+  rows->setSpacing(0);
+  scroll_->setObjectName("appsList");
+  scroll_->setAccessibleName("Zugehörige Apps");
+  scroll_->setFrameShape(QFrame::NoFrame);
+  scroll_->setFocusPolicy(Qt::NoFocus);
+  scroll_->setWidgetResizable(true);
+  scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  scroll_->setWidget(list_);
+  scroll_->viewport()->setAutoFillBackground(false);
+  list_->setAutoFillBackground(false);
 
   add_->setObjectName("addApp");
   add_->setText("App hinzufügen …");
@@ -39,7 +50,7 @@ GuardedAppsEditor::GuardedAppsEditor(Questions& questions, QWidget* parent)
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(4);
-  layout->addWidget(scroll);
+  layout->addWidget(scroll_);
   layout->addWidget(add_, 0, Qt::AlignLeft);
   rebuild();
 }
@@ -81,13 +92,15 @@ void GuardedAppsEditor::rebuild() {
     before = button;
   }
   if (before) setTabOrder(before, add_);
-  list_->parentWidget()->parentWidget()->setVisible(!apps_.empty());
+  scroll_->setFixedHeight(std::min(static_cast<int>(apps_.size()) * rowHeight, highestList));
+  scroll_->setVisible(!apps_.empty());
 }
 
 QWidget* GuardedAppsEditor::row(const std::string& app) {
   QString name = Texts::shown(PathString::lastComponent(app));
   auto* row = new QWidget(list_);
   row->setObjectName("appRow");
+  row->setFixedHeight(rowHeight);
   auto* label = new ElidedLabel(row);
   label->setFullText(name);
   label->setToolTip(Texts::inToolTip(Texts::shown(app)));

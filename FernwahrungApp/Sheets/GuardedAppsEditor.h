@@ -7,6 +7,7 @@
 #include <vector>
 
 class QPushButton;
+class QScrollArea;
 
 namespace fernwahrung {
 
@@ -34,6 +35,7 @@ class GuardedAppsEditor : public QWidget {
   Questions& questions_;
   std::vector<std::string> apps_;
   QWidget* list_;
+  QScrollArea* scroll_;
   QPushButton* add_;
 };
 

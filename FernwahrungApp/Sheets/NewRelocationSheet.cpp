@@ -10,6 +10,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QVBoxLayout>
@@ -17,7 +18,9 @@
 namespace fernwahrung {
 namespace {
 
-constexpr int narrowest = 620;
+constexpr int narrowest = 640;
+constexpr int margin = 24;
+constexpr int roomAroundSheet = 96;  // of the screen: for the title bars above it
 constexpr int largestSizeGB = 100'000;
 constexpr const char* procedure =
     "Ablauf: kopieren → Datei für Datei prüfen → Original umbenennen (bleibt erhalten) → einhängen bzw. "
@@ -37,11 +40,15 @@ QVBoxLayout* column(QWidget* parent) {
   return layout;
 }
 
+QFont scaled(QFont font, double factor) {
+  font.setPointSizeF(font.pointSizeF() * factor);
+  return font;
+}
+
 QLabel* heading(const QString& text, QWidget* parent) {
   auto* label = new QLabel(text, parent);
-  QFont font = label->font();
+  QFont font = scaled(label->font(), 1.25);
   font.setBold(true);
-  font.setPointSizeF(font.pointSizeF() * 1.25);
   label->setFont(font);
   return label;
 }
@@ -67,7 +74,7 @@ NewRelocationSheet::NewRelocationSheet(AppModel& model, QWidget* parent, CheckRe
   appClosed_ = named(new QCheckBox("Die App ist beendet", this), "appClosed", "Die App ist beendet");
 
   auto* layout = new QVBoxLayout(this);
-  layout->setContentsMargins(24, 24, 24, 24);
+  layout->setContentsMargins(margin, margin, margin, margin);
   layout->setSpacing(16);
   layout->addWidget(heading(windowTitle(), this));
   layout->addLayout(rows_);
@@ -139,6 +146,7 @@ QWidget* NewRelocationSheet::sizeRow() {
       new QLabel("Belegt wird nur, was wirklich darin liegt. Die Größe lässt sich später ändern.", row);
   note->setObjectName("sizeNote");
   note->setWordWrap(true);
+  note->setFont(scaled(note->font(), 0.9));
   note->setForegroundRole(QPalette::PlaceholderText);
   layout->addWidget(note);
   return row;
@@ -211,19 +219,49 @@ void NewRelocationSheet::showForm() {
   rows_->setRowVisible(spotlight_, image);
   apps_->setApps(form_.apps());
 
-  bool possible = form_.check() && form_.check()->blockers.empty();
-  result_->setResult(form_.check());
-  result_->setBusy(form_.checking() || model_.busyTitle());
-  result_->setVisible(form_.check().has_value());
+  showResult();
   checking_->setVisible(form_.checking());
-  appClosed_->setVisible(possible);
-  appClosed_->setChecked(form_.appClosedConfirmed());
-  start_->setVisible(possible);
-  start_->setEnabled(form_.canStart());
   // Not disabled while it checks: the keyboard would move on to another button.
   check_->setEnabled(form_.checking() || form_.canCheck());
   check_->setDefault(!form_.canStart());
   start_->setDefault(form_.canStart());
+  orderTabs();
+}
+
+void NewRelocationSheet::showResult() {
+  bool shown = form_.check().has_value();
+  bool possible = shown && form_.check()->blockers.empty();
+  result_->setBusy(form_.checking() || model_.busyTitle());
+  bool changes = result_->setResult(form_.check());
+  result_->setVisible(shown);
+  appClosed_->setVisible(possible);
+  appClosed_->setChecked(form_.appClosedConfirmed());
+  start_->setVisible(possible);
+  start_->setEnabled(form_.canStart());
+  if (changes) fitHeight();
+}
+
+/// From top to bottom: what was made anew would come last.
+void NewRelocationSheet::orderTabs() {
+  QList<QWidget*> order;
+  for (QLayout* part : {static_cast<QLayout*>(rows_), layout()}) {
+    for (int i = 0; i < part->count(); ++i) {
+      QWidget* row = part->itemAt(i)->widget();
+      if (row) order << row << row->findChildren<QWidget*>();
+    }
+  }
+  order.removeIf(
+      [](const QWidget* widget) { return !(widget->focusPolicy() & Qt::TabFocus) || widget->focusProxy(); });
+  for (qsizetype i = 1; i < order.size(); ++i) setTabOrder(order[i - 1], order[i]);
+}
+
+/// As high as the result needs, as far as the screen allows; as low as possible without one.
+void NewRelocationSheet::fitHeight() {
+  layout()->invalidate();
+  layout()->activate();
+  int missing = result_->isHidden() ? -height() : result_->sizeHint().height() - result_->height();
+  int highest = screen()->availableGeometry().height() - roomAroundSheet;
+  resize(width(), std::clamp(height() + missing, minimumHeight(), std::max(minimumHeight(), highest)));
 }
 
 }  // namespace fernwahrung

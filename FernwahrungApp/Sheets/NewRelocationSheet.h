@@ -35,6 +35,9 @@ class NewRelocationSheet : public QDialog {
   QWidget* buttonRow();
   void follow();
   void showForm();
+  void showResult();
+  void fitHeight();
+  void orderTabs();
 
   AppModel& model_;
   NewRelocationForm form_;
