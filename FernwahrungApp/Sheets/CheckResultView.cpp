@@ -84,9 +84,13 @@ QSize CheckResultView::minimumSizeHint() const {
 }
 
 QSize CheckResultView::sizeHint() const {
-  int around = 2 * frameWidth();
-  int wanted = widget() ? widget()->heightForWidth(width() - around) + around : 0;
-  return {480, std::max(wanted, minimumSizeHint().height())};
+  return minimumSizeHint();
+}
+
+int CheckResultView::missingHeight() const {
+  if (!widget()) return 0;
+  int wanted = widget()->heightForWidth(width() - 2 * frameWidth()) + 2 * frameWidth();
+  return std::max(wanted, minimumSizeHint().height()) - height();
 }
 
 void CheckResultView::showEvent(QShowEvent* event) {

@@ -32,8 +32,9 @@ class CheckResultView : public QScrollArea {
   void setBusy(bool busy);
 
   QSize minimumSizeHint() const override;
-  /// As high as all findings need at the width it has.
   QSize sizeHint() const override;
+  /// By how much it would have to be higher, or lower, to show all findings at the width it has.
+  int missingHeight() const;
 
  signals:
   /// By the user or by itself.

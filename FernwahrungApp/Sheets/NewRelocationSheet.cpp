@@ -257,11 +257,16 @@ void NewRelocationSheet::orderTabs() {
 
 /// As high as the result needs, as far as the screen allows; as low as possible without one.
 void NewRelocationSheet::fitHeight() {
-  layout()->invalidate();
-  layout()->activate();
-  int missing = result_->isHidden() ? -height() : result_->sizeHint().height() - result_->height();
-  int highest = screen()->availableGeometry().height() - roomAroundSheet;
-  resize(width(), std::clamp(height() + missing, minimumHeight(), std::max(minimumHeight(), highest)));
+  const int highest = screen()->availableGeometry().height() - roomAroundSheet;
+  // Where texts wrap depends on widths that are settled only by laying out.
+  for (int round = 0; round < 3; ++round) {
+    layout()->invalidate();
+    layout()->activate();
+    int missing = result_->isHidden() ? -height() : result_->missingHeight();
+    int wanted = std::clamp(height() + missing, minimumHeight(), std::max(minimumHeight(), highest));
+    if (wanted == height()) return;
+    resize(width(), wanted);
+  }
 }
 
 }  // namespace fernwahrung

@@ -24,7 +24,8 @@ WrappedText::WrappedText(const QString& text, QWidget* parent) : QTextEdit(paren
   setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   viewport()->setAutoFillBackground(false);
-  QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  // Fixed, its height at the preferred width would count as its least at any.
+  QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Preferred);
   policy.setHeightForWidth(true);
   setSizePolicy(policy);
 }

@@ -109,6 +109,11 @@ void sheets(Album& album) {
     album.add(*stage.sheet, "blockers-smallest");
   }
   {
+    Stage stage(SheetFindings::heldBy({SheetFindings::systemService()}), "/Users/anna/Bilder");
+    stage.check();
+    album.add(*stage.sheet, "service");
+  }
+  {
     Stage stage(SheetFindings::measured());
     stage.gate.close();
     stage.sheet->findChild<QPushButton*>("checkButton")->click();
