@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -131,7 +132,7 @@ std::string candidate(const std::string& name, int number) {
   std::string dotted = PathString::extension(name).empty() ? "" : "." + PathString::extension(name);
   // What fills half a name is no extension.
   if (dotted.size() > room / 2) dotted.clear();
-  const std::string ending = (number > 1 ? " " + std::to_string(number) : "") + dotted;
+  const std::string ending = (number > 1 ? fmt::format(" {}", number) : std::string()) + dotted;
   std::string stem = name.substr(0, name.size() - dotted.size());
   if (stem.size() + ending.size() > room) {
     std::size_t end = room - ending.size();
