@@ -181,7 +181,10 @@ TEST_F(NewRelocationDialog, BlockersLeaveNothingToStart) {
   EXPECT_TRUE(visible("checkResult"));
   EXPECT_FALSE(visible("appClosed"));
   EXPECT_FALSE(visible("startButton"));
-  core.lock(), core.check = SheetFindings::measured(1);
+  {
+    auto guard = core.lock();
+    core.check = SheetFindings::measured(1);
+  }
   press("recheckButton");
   ASSERT_TRUE(pumpUntil([this] { return visible("startButton"); }));
 }
