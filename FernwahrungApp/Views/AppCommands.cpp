@@ -99,7 +99,7 @@ void AppCommands::addTool(QAction* action, const QString& id, const QString& lab
   QWidget* button = toolBar_->widgetForAction(action);
   button->setObjectName(id);
   button->setAccessibleName(label);
-  button->setFocusPolicy(Qt::TabFocus);
+  button->setFocusPolicy(Qt::StrongFocus);
 }
 
 void AppCommands::update() {

@@ -11,9 +11,9 @@ constexpr int highest = 240;
 
 }  // namespace
 
-BannerArea::BannerArea(AppModel& model, QWidget* parent)
-    : QWidget(parent), model_(model), update_([this] { update(); }) {
-  auto* content = new QWidget;
+BannerArea::BannerArea(AppModel& model, QWidget& before, QWidget* parent)
+    : QWidget(parent), model_(model), before_(before), update_([this] { update(); }) {
+  auto* content = new QWidget(this);
   layout_ = new QVBoxLayout(content);
   layout_->setContentsMargins(8, 8, 8, 8);
   layout_->setSpacing(8);
@@ -36,9 +36,12 @@ void BannerArea::update() {
       banner->deleteLater();
     }
     banners_.clear();
+    QWidget* before = &before_;
     for (const Journal& journal : wanted) {
       banners_.push_back(new UnfinishedBanner(model_, journal, this));
       layout_->addWidget(banners_.back());
+      setTabOrder(before, &banners_.back()->button());
+      before = &banners_.back()->button();
     }
   }
   for (UnfinishedBanner* banner : banners_) banner->button().setEnabled(!model_.busyTitle());

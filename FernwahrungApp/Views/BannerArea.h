@@ -14,12 +14,14 @@ class BannerArea : public QWidget {
   Q_OBJECT
 
  public:
-  BannerArea(AppModel& model, QWidget* parent);
+  /// `before`: the control after which Tab comes to the banners.
+  BannerArea(AppModel& model, QWidget& before, QWidget* parent);
 
  private:
   void update();
 
   AppModel& model_;
+  QWidget& before_;
   QVBoxLayout* layout_;
   std::vector<UnfinishedBanner*> banners_;
   LaterUpdate update_;

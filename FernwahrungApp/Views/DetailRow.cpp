@@ -44,15 +44,14 @@ DetailRow::DetailRow(QGridLayout& grid, int line, Value kind, const QString& id,
   } else {
     text_ = new QLabel(parent);
     text_->setObjectName(id);
-    text_->setAccessibleName(name);
     text_->setTextFormat(Qt::PlainText);
     text_->setWordWrap(true);
     text_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    grid.addWidget(text_, line, 1, height);
+    grid.addWidget(text_, line, 1, 1, 2, height);
   }
   note_ = new QuietLabel({}, parent);
   note_->setObjectName(id + "Note");
-  grid.addWidget(note_, line, 2, Qt::AlignLeft | height);
+  grid.addWidget(note_, line + 1, 1, 1, 2, Qt::AlignTop);
   button_ = new QPushButton("Im Finder zeigen", parent);
   button_->setObjectName(id + "Reveal");
   button_->setAccessibleName(name + " im Finder zeigen");
@@ -74,6 +73,7 @@ void DetailRow::setValue(const QString& value) {
     path_->setFullText(value);
   } else {
     text_->setText(value);
+    text_->setAccessibleName(name_->text() + ": " + value);
   }
   setShown(!value.isEmpty());
 }

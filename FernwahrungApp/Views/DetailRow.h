@@ -17,13 +17,15 @@ class DetailRow : public QObject {
  public:
   enum class Value { path, text };
 
+  static constexpr int lines = 2;  // of the grid, from `line` on
+
   /// `id` names the widgets: "detailSource" has the button "detailSourceReveal".
   DetailRow(QGridLayout& grid, int line, Value kind, const QString& id, const QString& name);
   ~DetailRow() override;
 
   /// An empty value hides the row.
   void setValue(const QString& value);
-  /// Stands beside the value in place of the button, and needs none; empty for none.
+  /// Stands below the value; empty for none.
   void setNote(const QString& note);
   void setRevealable(bool revealable);
   QString value() const;

@@ -14,6 +14,8 @@
 namespace fernwahrung {
 namespace {
 
+constexpr int widest = 840;  // lines that are longer are hard to follow
+
 QStringList shown(const std::vector<std::string>& texts) {
   QStringList result;
   for (const std::string& text : texts) result << Texts::shown(text);
@@ -29,7 +31,9 @@ DetailView::DetailView(AppModel& model, QWidget* parent)
       page_(new QScrollArea(this)),
       update_([this] { update(); }) {
   setObjectName("detailView");
-  auto* content = new QWidget;
+  auto* ground = new QWidget(page_);
+  auto* content = new QWidget(ground);
+  content->setMaximumWidth(widest);
   name_ = new ElidedField(content);
   name_->setObjectName("detailName");
   name_->setAccessibleName("Name");
@@ -52,6 +56,10 @@ DetailView::DetailView(AppModel& model, QWidget* parent)
   buildRows(*grid_);
   column->addWidget(form);
   column->addStretch();
+  auto* across = new QHBoxLayout(ground);
+  across->setContentsMargins(0, 0, 0, 0);
+  across->addWidget(content, 1);
+  across->addStretch();
 
   page_->setObjectName("detailPage");
   page_->setAccessibleName("Einzelheiten der Fernwahrung");
@@ -59,7 +67,7 @@ DetailView::DetailView(AppModel& model, QWidget* parent)
   page_->setWidgetResizable(true);
   page_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   page_->setFocusPolicy(Qt::NoFocus);
-  page_->setWidget(content);
+  page_->setWidget(ground);
   addWidget(nothing_);
   addWidget(page_);
 
@@ -105,7 +113,9 @@ void DetailView::buildRows(QGridLayout& grid) {
   grid.setColumnStretch(1, 1);
   int line = 0;
   auto add = [&](Value kind, const char* id, const char* name) {
-    return new DetailRow(grid, line++, kind, id, name);
+    auto* row = new DetailRow(grid, line, kind, id, name);
+    line += DetailRow::lines;
+    return row;
   };
   source_ = add(Value::path, "detailSource", "Ort auf dem Mac");
   storage_ = add(Value::path, "detailStorage", "Gespeichert auf");
@@ -232,7 +242,8 @@ void DetailView::showKept(const Relocation& relocation) {
   keptRows_.clear();
   int line = firstKeptLine_;
   for (const Kept& entry : kept_) {
-    auto* row = new DetailRow(*grid_, line++, DetailRow::Value::path, entry.id, entry.name);
+    auto* row = new DetailRow(*grid_, line, DetailRow::Value::path, entry.id, entry.name);
+    line += DetailRow::lines;
     row->setValue(Texts::shown(entry.path));
     row->setRevealable(!entry.missing);
     if (entry.missing) row->setNote("(nicht mehr vorhanden)");

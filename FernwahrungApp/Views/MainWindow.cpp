@@ -49,7 +49,7 @@ MainWindow::MainWindow(AppModel& model)
 
   loading_ = new Placeholder({}, "Lade Fernwahrungen …", {}, pages_);
   pages_->addWidget(loading_);
-  pages_->addWidget(buildSplitter());
+  pages_->addWidget(buildSplitter(commands->toolBar()));
   setCentralWidget(pages_);
   new ProgressOverlay(model_, *this, {pages_, &commands->toolBar()});
   new SheetHost(model_, *this, [this](const Sheet& sheet, QWidget* window) -> QDialog* {
@@ -62,12 +62,12 @@ MainWindow::MainWindow(AppModel& model)
   WindowState::restore(*this, *splitter_);
 }
 
-QWidget* MainWindow::buildSplitter() {
+QWidget* MainWindow::buildSplitter(QToolBar& toolBar) {
   splitter_ = new QSplitter(pages_);
   splitter_->setObjectName("splitter");
   splitter_->setChildrenCollapsible(false);
   splitter_->setHandleWidth(1);
-  splitter_->addWidget(buildSidebar());
+  splitter_->addWidget(buildSidebar(toolBar));
   auto* detail = new DetailView(model_, splitter_);
   detail->setMinimumWidth(narrowestDetail);
   splitter_->addWidget(detail);
@@ -77,8 +77,8 @@ QWidget* MainWindow::buildSplitter() {
   return splitter_;
 }
 
-QWidget* MainWindow::buildSidebar() {
-  auto* sidebar = new QWidget;
+QWidget* MainWindow::buildSidebar(QToolBar& toolBar) {
+  auto* sidebar = new QWidget(splitter_);
   sidebar->setObjectName("sidebar");
   sidebar->setMinimumWidth(narrowestSidebar);
   sidebar->setBackgroundRole(QPalette::Base);
@@ -91,11 +91,15 @@ QWidget* MainWindow::buildSidebar() {
       new Placeholder("externaldrive", "Noch nichts ferngewahrt",
                       "Mit „+“ einen Ordner fernwahren oder eine bestehende Fernwahrung übernehmen.", list_));
   pages_->setFocusProxy(relocations);
+  QWidget* firstTool = toolBar.widgetForAction(toolBar.actions().first());
+  QWidget* lastTool = toolBar.widgetForAction(toolBar.actions().last());
+  setTabOrder(firstTool, lastTool);
+  setTabOrder(lastTool, relocations);
 
   auto* column = new QVBoxLayout(sidebar);
   column->setContentsMargins(0, 0, 0, 0);
   column->setSpacing(0);
-  column->addWidget(new BannerArea(model_, sidebar));
+  column->addWidget(new BannerArea(model_, *lastTool, sidebar));
   column->addWidget(list_, 1);
   column->addWidget(line(sidebar));
   column->addWidget(new VolumesFooter(model_, sidebar));

@@ -8,6 +8,7 @@
 #include <QMainWindow>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QToolBar>
 
 namespace fernwahrung {
 
@@ -40,8 +41,8 @@ class MainWindow : public QMainWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  QWidget* buildSidebar();
-  QWidget* buildSplitter();
+  QWidget* buildSidebar(QToolBar& toolBar);
+  QWidget* buildSplitter(QToolBar& toolBar);
   void update();
   void acceptQuit();
 

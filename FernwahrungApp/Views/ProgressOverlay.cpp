@@ -75,6 +75,8 @@ ProgressOverlay::ProgressOverlay(AppModel& model, QMainWindow& window, std::vect
 
   window_.installEventFilter(this);
   connect(&model_, &AppModel::busyTitleChanged, this, [this] {
+    // At once: the views disable what has the focus, and it wanders on.
+    if (model_.busyTitle() && isHidden()) focusBefore_ = window_.focusWidget();
     timeLeft_ = TimeLeft();
     cancelled_ = false;
   });
@@ -92,7 +94,6 @@ void ProgressOverlay::update() {
 }
 
 void ProgressOverlay::begin() {
-  focusBefore_ = window_.focusWidget();
   cover();
   show();
   raise();

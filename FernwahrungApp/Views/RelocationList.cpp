@@ -16,6 +16,7 @@ RelocationList::RelocationList(AppModel& model, QWidget* parent)
   setSelectionMode(QAbstractItemView::SingleSelection);
   setEditTriggers(QAbstractItemView::NoEditTriggers);
   setTabKeyNavigation(false);
+  setViewportMargins(0, 6, 0, 6);
   setItemDelegate(new RelocationDelegate(this));
   setModel(rows_);
   connect(rows_, &RelocationListModel::changing, this, [this] { following_ = true; });

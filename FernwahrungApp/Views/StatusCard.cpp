@@ -63,6 +63,7 @@ StatusCard::StatusCard(QWidget* parent)
 void StatusCard::show(const Content& content) {
   if (content == shown_) return;
   summary_->setText(content.summary);
+  summary_->setAccessibleName(content.summary);
   if (content.health != shown_.health) {
     if (auto health = content.health) {
       auto color = [health](const QPalette& palette) { return HealthIcon::color(*health, palette); };
@@ -81,6 +82,7 @@ void StatusCard::show(const Content& content) {
       QLabel* label = wrappedLabel(this);
       label->setObjectName("statusFinding");
       label->setText(finding);
+      label->setAccessibleName(finding);
       findings_->addWidget(label);
       findingLabels_.push_back(label);
     }

@@ -68,7 +68,7 @@ VolumesFooter::VolumesFooter(const AppModel& model, QWidget* parent)
   font.setWeight(QFont::DemiBold);
   heading->setFont(font);
 
-  auto* content = new QWidget;
+  auto* content = new QWidget(this);
   layout_ = new QVBoxLayout(content);
   layout_->setContentsMargins(0, 0, 0, 0);
   layout_->setSpacing(10);
