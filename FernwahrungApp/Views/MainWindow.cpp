@@ -51,7 +51,7 @@ MainWindow::MainWindow(AppModel& model)
   pages_->addWidget(loading_);
   pages_->addWidget(buildSplitter(commands->toolBar()));
   setCentralWidget(pages_);
-  new ProgressOverlay(model_, *this, {pages_, &commands->toolBar()});
+  new ProgressOverlay(model_, *this, {pages_, &commands->toolBar()}, *relocations_);
   new SheetHost(model_, *this, [this](const Sheet& sheet, QWidget* window) -> QDialog* {
     if (sheet.kind == Sheet::Kind::newRelocation) return new NewRelocationSheet(model_, window);
     return nullptr;
@@ -90,7 +90,7 @@ QWidget* MainWindow::buildSidebar(QToolBar& toolBar) {
   list_->addWidget(
       new Placeholder("externaldrive", "Noch nichts ferngewahrt",
                       "Mit „+“ einen Ordner fernwahren oder eine bestehende Fernwahrung übernehmen.", list_));
-  pages_->setFocusProxy(relocations);
+  relocations_ = relocations;
   QWidget* firstTool = toolBar.widgetForAction(toolBar.actions().first());
   QWidget* lastTool = toolBar.widgetForAction(toolBar.actions().last());
   setTabOrder(firstTool, lastTool);
@@ -111,7 +111,7 @@ void MainWindow::update() {
   const bool shown = pages_->currentWidget() == splitter_;
   if (model_.loaded() == shown) return;
   pages_->setCurrentWidget(model_.loaded() ? static_cast<QWidget*>(splitter_) : loading_);
-  if (model_.loaded()) pages_->setFocus();
+  if (model_.loaded()) relocations_->setFocus();
 }
 
 void MainWindow::bringForward() {

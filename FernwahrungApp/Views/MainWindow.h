@@ -55,6 +55,7 @@ class MainWindow : public QMainWindow {
   QWidget* loading_;
   QSplitter* splitter_;
   QStackedWidget* list_;
+  QWidget* relocations_;
   LaterUpdate update_;
 };
 

@@ -21,10 +21,14 @@ constexpr int barSteps = 1000;
 
 }  // namespace
 
-ProgressOverlay::ProgressOverlay(AppModel& model, QMainWindow& window, std::vector<QWidget*> covered)
-    : QWidget(&window), model_(model), window_(window), covered_(std::move(covered)), update_([this] {
-        update();
-      }) {
+ProgressOverlay::ProgressOverlay(AppModel& model, QMainWindow& window, std::vector<QWidget*> covered,
+                                 QWidget& fallback)
+    : QWidget(&window),
+      model_(model),
+      window_(window),
+      covered_(std::move(covered)),
+      fallback_(fallback),
+      update_([this] { update(); }) {
   setObjectName("progressOverlay");
   setAccessibleName("Vorgang läuft");
   setFocusPolicy(Qt::StrongFocus);
@@ -112,7 +116,7 @@ void ProgressOverlay::end() {
 void ProgressOverlay::giveFocusBack() {
   if (!isHidden()) return;
   bool canTakeIt = focusBefore_ && focusBefore_->isEnabled() && focusBefore_->isVisibleTo(&window_);
-  (canTakeIt ? focusBefore_.data() : covered_.front())->setFocus();
+  (canTakeIt ? focusBefore_.data() : &fallback_)->setFocus();
 }
 
 void ProgressOverlay::showProgress() {

@@ -20,9 +20,9 @@ class ProgressOverlay : public QWidget {
   Q_OBJECT
 
  public:
-  /// `covered`: the parts of the window below the overlay; the first takes the focus when what had it is
+  /// `covered`: the parts of the window below the overlay. `fallback` takes the focus when what had it is
   /// gone.
-  ProgressOverlay(AppModel& model, QMainWindow& window, std::vector<QWidget*> covered);
+  ProgressOverlay(AppModel& model, QMainWindow& window, std::vector<QWidget*> covered, QWidget& fallback);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -41,6 +41,7 @@ class ProgressOverlay : public QWidget {
   AppModel& model_;
   QMainWindow& window_;
   const std::vector<QWidget*> covered_;
+  QWidget& fallback_;
   QPointer<QWidget> focusBefore_;
   TimeLeft timeLeft_;
   bool cancelled_ = false;

@@ -179,8 +179,7 @@ TEST_F(MainWindowTest, OneRefreshOfFiftyRelocationsIsQuick) {
     EXPECT_EQ(spoken(49), "Ordner 49, In Ordnung, Runde " + std::to_string(round));
   }
   RecordProperty("milliseconds", std::to_string(best));
-  EXPECT_LT(best, 60)
-      << "a first measurement gave some milliseconds; the limit leaves room for a busy machine";
+  EXPECT_LT(best, 20); the limit leaves room for a busy machine";
 }
 
 TEST_F(MainWindowTest, ShowsHowFullTheVolumesAre) {
@@ -316,10 +315,6 @@ TEST_F(MainWindowTest, TabReachesEveryControl) {
   addUnmounted("Bilder").asideFolders = {{"/Users/anna/Library/Bilder.VORHER-1"}};
   core.world.unfinished = {Journal(OperationKind::restore, core.world.relocations[0])};
   openLoaded();
-  find("toolbarRelocate")->setFocus(Qt::TabFocusReason);
-  EXPECT_TRUE(find("toolbarRelocate")->hasFocus()) << QApplication::focusWidget()->objectName().toStdString();
-  EXPECT_TRUE(find("toolbarRelocate")->focusProxy() == nullptr);
-  list()->setFocus();
   std::vector<std::string> order;
   for (int i = 0; i < 60 && !(i > 0 && list()->hasFocus()); ++i) {
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
