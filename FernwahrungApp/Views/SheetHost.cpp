@@ -15,7 +15,11 @@ void SheetHost::update() {
     dialog_->deleteLater();
     dialog_ = nullptr;
   }
-  if (!model_.sheet()) return;
+  if (!model_.sheet()) {
+    // Not every desktop gives the keyboard back to the window below by itself.
+    window_.activateWindow();
+    return;
+  }
   dialog_ = make_(*model_.sheet(), &window_);
   if (!dialog_) {
     model_.setSheet(std::nullopt);
