@@ -98,6 +98,7 @@ TEST_F(Start, TheWindowIsThereBeforeTheFirstRefreshHasEndedAndNothingStalls) {
     auto* list = window->findChild<QWidget*>("relocationList");
     ASSERT_NE(list, nullptr);
     list->setFocus();
+    pumpOnce();
     for (int i = 0; i < count - 1; ++i) {
       QTest::keyClick(list, Qt::Key_Down);
       pumpOnce();

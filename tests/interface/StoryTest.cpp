@@ -17,6 +17,7 @@
 #include <QDialog>
 #include <QLabel>
 #include <QListView>
+#include <QSpinBox>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -45,6 +46,7 @@ class Story : public Scene {
     model.emplace(std::move(calls), questions, std::chrono::hours(1));
     window.emplace(*model);
     window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&*window));
     ASSERT_TRUE(until([this] { return model->loaded(); }));
   }
 
@@ -58,13 +60,19 @@ class Story : public Scene {
 
   /// Presses the control by the keyboard.
   void press(const QString& name) {
-    QWidget* root = sheet() && sheet()->isVisible() ? static_cast<QWidget*>(sheet()) : &*window;
-    auto* button = root->findChild<QAbstractButton*>(name);
-    ASSERT_NE(button, nullptr) << name.toStdString();
-    ASSERT_TRUE(until([&] { return button->isVisible() && button->isEnabled(); })) << name.toStdString();
+    QAbstractButton* button = nullptr;
+    ASSERT_TRUE(until([&] {
+      QWidget* root = sheet() && sheet()->isVisible() ? static_cast<QWidget*>(sheet()) : &*window;
+      button = root->findChild<QAbstractButton*>(name);
+      return button != nullptr && button->isVisible() && button->isEnabled();
+    })) << name.toStdString();
     MainThreadWatch::Armed armed(watch);
-    button->setFocus();
-    ASSERT_TRUE(button->hasFocus()) << name.toStdString();
+    // What closes or ends hands the focus on by itself, in its own time.
+    ASSERT_TRUE(pumpUntil([&] {
+      button->window()->activateWindow();
+      button->setFocus();
+      return button->hasFocus();
+    })) << name.toStdString();
     QTest::keyClick(button, Qt::Key_Space);
   }
 
@@ -77,6 +85,10 @@ class Story : public Scene {
     questions.expect("Zielordner auf dem externen Laufwerk", drive->path());
     press("chooseStorage");
     press(kind);
+    auto* size = sheet()->findChild<QSpinBox*>("sizeField");
+    ASSERT_NE(size, nullptr);
+    size->selectAll();
+    QTest::keyClicks(size, "3");
     press("checkButton");
     press("appClosed");
     press("startButton");
@@ -106,15 +118,15 @@ class Story : public Scene {
 
 TEST_F(Story, OffloadUnmountMountAndBringBackAnImage) {
   open();
-  questions.expect("Erledigt", "OK");
   offload("kindImage");
+  questions.expect("Erledigt", "OK");
   ASSERT_TRUE(untilIdle());
   ASSERT_TRUE(untilMounted(true));
   EXPECT_TRUE(FileOps::isMountPoint(source));
   expectSameAt(source);
   auto* list = window->findChild<QListView*>("relocationList");
   ASSERT_NE(list, nullptr);
-  EXPECT_EQ(list->model()->rowCount(), 1);
+  EXPECT_TRUE(until([list] { return list->model()->rowCount() == 1; }));
   EXPECT_EQ(model->selectedRelocation()->name, "Große Bibliothek");
 
   questions.expect("Aushängen: Große Bibliothek?", "Aushängen");
@@ -135,8 +147,8 @@ TEST_F(Story, OffloadUnmountMountAndBringBackAnImage) {
 
 TEST_F(Story, OffloadAndBringBackALink) {
   open();
-  questions.expect("Erledigt", "OK");
   offload("kindSymlink");
+  questions.expect("Erledigt", "OK");
   ASSERT_TRUE(untilIdle());
   EXPECT_TRUE(FileOps::isSymlink(source));
   expectSameAt(FileOps::normalize(source));
@@ -152,8 +164,8 @@ TEST_F(Story, CancelInTheMiddleAndFindEverythingAsItWas) {
   writeFile(source + "/groß", std::string(200'000'000, 'x'));
   before = TreeManifest::of(source);
   open();
-  questions.expect("Fehler", "OK");
   offload("kindImage");
+  questions.expect("Fehler", "OK");
   ASSERT_TRUE(until([this] { return model->progressFraction().has_value() || !model->busyTitle(); }));
   press("overlayCancel");
   EXPECT_EQ(model->progressMessage(), "Breche ab und stelle den Ausgangszustand wieder her …");
@@ -203,7 +215,7 @@ TEST_F(Story, RollBackFromTheBannerWhatACrashLeft) {
   press("bannerRollback");
   ASSERT_TRUE(untilIdle());
   ASSERT_TRUE(until([this] { return model->unfinished().empty(); }));
-  EXPECT_EQ(window->findChild<QWidget*>("bannerUnfinished"), nullptr);
+  EXPECT_TRUE(until([this] { return window->findChild<QWidget*>("bannerUnfinished") == nullptr; }));
   expectAsBefore();
   EXPECT_EQ(watch.offences(), "");
 }
