@@ -20,6 +20,8 @@ namespace fernwahrung::host {
 namespace {
 
 constexpr std::size_t chunk = 1 << 20;
+/// From here on the bytes cost more than the handing over.
+constexpr off_t largeFile = 4 << 20;
 
 [[noreturn]] void fail(int error) {
   throw std::system_error(error, std::generic_category());
@@ -114,7 +116,8 @@ void TreeCopy::attempt(const std::string& path, Step step) {
     error = failure.code();
   }
   complete_ = false;
-  std::cerr << "ditto: " << path << ": " << errnoText(error) << '\n';
+  // In one piece, as two threads may have something to say.
+  std::cerr << "ditto: " + path + ": " + errnoText(error) + '\n';
 }
 
 bool TreeCopy::copy(const std::string& source, const std::string& destination) {
@@ -129,6 +132,7 @@ bool TreeCopy::copy(const std::string& source, const std::string& destination) {
     const Folder folder = folders_[i];
     attempt(folder.source, [&] { fillFolder(folder); });
   }
+  finishLargeFiles();
   // Filling a folder changes its times, and its mode may forbid filling it.
   for (auto folder = folders_.rbegin(); folder != folders_.rend(); ++folder) {
     if (folder->isNew) attempt(folder->copy, [&] { finishFolder(*folder); });
@@ -150,6 +154,7 @@ void TreeCopy::copyItem(const std::string& source, const struct stat& status, co
   makeRoom(copy);
   if (linkToEarlierCopy(status, copy)) return;
   if (S_ISREG(status.st_mode)) {
+    if (status.st_size >= largeFile && status.st_nlink == 1) return leaveToBoth({source, copy});
     copyFile(source, copy);
   } else if (S_ISLNK(status.st_mode)) {
     copyLink(source, status, copy);
@@ -201,6 +206,34 @@ void TreeCopy::copyData(int from, const struct stat& status, int to) {
   }
   if (status.st_blocks * 512 < status.st_size) return copyDataRanges(from, to, status.st_size);
   copyRange(from, to, 0, status.st_size);
+}
+
+void TreeCopy::leaveToBoth(File file) {
+  if (!secondHand_.joinable())
+    secondHand_ = std::jthread([this](const std::stop_token& noMore) { copyLargeFiles(noMore); });
+  {
+    const std::lock_guard lock(mutex_);
+    largeFiles_.push_back(std::move(file));
+  }
+  moreFiles_.notify_one();
+}
+
+void TreeCopy::copyLargeFiles(const std::stop_token& noMore) {
+  for (;;) {
+    std::unique_lock lock(mutex_);
+    if (!moreFiles_.wait(lock, noMore, [this] { return !largeFiles_.empty(); })) return;
+    const File file = std::move(largeFiles_.front());
+    largeFiles_.pop_front();
+    lock.unlock();
+    attempt(file.source, [&] { copyFile(file.source, file.copy); });
+  }
+}
+
+void TreeCopy::finishLargeFiles() {
+  if (!secondHand_.joinable()) return;
+  secondHand_.request_stop();
+  copyLargeFiles(secondHand_.get_stop_token());
+  secondHand_.join();
 }
 
 bool TreeCopy::linkToEarlierCopy(const struct stat& status, const std::string& copy) {
