@@ -11,7 +11,7 @@ constexpr double smallestShare = 0.02;
 
 std::string roughly(double seconds) {
   if (seconds < 10) return "noch wenige Sekunden";
-  if (seconds < 55)
+  if (seconds <= 50)
     return fmt::format("noch etwa {} Sekunden", static_cast<int>(std::ceil(seconds / 10)) * 10);
   auto minutes = static_cast<std::int64_t>(std::llround(seconds / 60));
   if (minutes <= 1) return "noch etwa 1 Minute";

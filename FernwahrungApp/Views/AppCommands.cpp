@@ -1,7 +1,6 @@
 #include "FernwahrungApp/Views/AppCommands.h"
 
 #include "FernwahrungApp/Model/AvailableCommands.h"
-#include "FernwahrungApp/Model/Confirmations.h"
 #include "FernwahrungApp/Views/Symbols.h"
 #include "FernwahrungApp/Views/Texts.h"
 
@@ -35,7 +34,9 @@ AppCommands::AppCommands(AppModel& model, QMainWindow& window)
   connect(quit_, &QAction::triggered, this, &AppCommands::quit);
   connect(mount_, &QAction::triggered, &model_,
           onSelection([](AppModel& target, const Relocation& relocation) { target.mount(relocation); }));
-  connect(unmount_, &QAction::triggered, &model_, onSelection(Confirmations::unmount));
+  connect(
+      unmount_, &QAction::triggered, &model_,
+      onSelection([](AppModel& target, const Relocation& relocation) { target.confirmUnmount(relocation); }));
   connect(revealSource_, &QAction::triggered, &model_,
           onSelection([](AppModel& target, const Relocation& relocation) {
             target.revealInFinder(relocation.sourcePath);

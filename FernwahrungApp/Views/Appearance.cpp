@@ -4,10 +4,27 @@
 
 #include <QLibraryInfo>
 #include <QLocale>
+#include <QProxyStyle>
+#include <QStyle>
 #include <QTranslator>
 #include <clocale>
 
 namespace fernwahrung::Appearance {
+namespace {
+
+/// Qt's own style, which stands in where a desktop brings none, sets a button's text right against its edges.
+class RoomyButtons : public QProxyStyle {
+ public:
+  RoomyButtons() : QProxyStyle("fusion") {}
+
+  QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& contents,
+                         const QWidget* widget) const override {
+    QSize size = QProxyStyle::sizeFromContents(type, option, contents, widget);
+    return type == CT_PushButton ? size + QSize(12, 2) : size;
+  }
+};
+
+}  // namespace
 
 void apply(QApplication& application) {
   // Qt takes over the user's locale; the property-list library reads and writes real numbers through it.
@@ -21,25 +38,27 @@ void apply(QApplication& application) {
   application.setApplicationDisplayName("Fernwahrung");
   application.setWindowIcon(Symbols::applicationIcon());
   application.setQuitOnLastWindowClosed(false);
+  if (application.style()->name() == "fusion") application.setStyle(new RoomyButtons);
 }
 
 QPalette darkPalette() {
-  QPalette palette(QColor(50, 50, 53));
-  palette.setColor(QPalette::Window, QColor(40, 40, 43));
+  // Frames and boxes are drawn darker than the window; it must be light enough for them to be seen.
+  QPalette palette(QColor(70, 70, 75));
+  palette.setColor(QPalette::Window, QColor(54, 54, 58));
   palette.setColor(QPalette::WindowText, QColor(232, 232, 234));
-  palette.setColor(QPalette::Base, QColor(30, 30, 32));
-  palette.setColor(QPalette::AlternateBase, QColor(38, 38, 41));
+  palette.setColor(QPalette::Base, QColor(28, 28, 30));
+  palette.setColor(QPalette::AlternateBase, QColor(36, 36, 39));
   palette.setColor(QPalette::Text, QColor(232, 232, 234));
   palette.setColor(QPalette::PlaceholderText, QColor(150, 150, 155));
-  palette.setColor(QPalette::Button, QColor(62, 62, 66));
+  palette.setColor(QPalette::Button, QColor(78, 78, 84));
   palette.setColor(QPalette::ButtonText, QColor(232, 232, 234));
-  palette.setColor(QPalette::ToolTipBase, QColor(62, 62, 66));
+  palette.setColor(QPalette::ToolTipBase, QColor(78, 78, 84));
   palette.setColor(QPalette::ToolTipText, QColor(232, 232, 234));
   palette.setColor(QPalette::Highlight, QColor(10, 96, 210));
   palette.setColor(QPalette::HighlightedText, QColor(255, 255, 255));
   palette.setColor(QPalette::Link, QColor(90, 160, 255));
   for (auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-    palette.setColor(QPalette::Disabled, role, QColor(125, 125, 130));
+    palette.setColor(QPalette::Disabled, role, QColor(140, 140, 146));
   }
   return palette;
 }

@@ -195,8 +195,11 @@ class QuestionPicture {
       taken_ = true;
       QPixmap picture = window.grab();
       QPixmap question = dialog->grab();
-      QPainter(&picture).drawPixmap((picture.width() - question.width()) / 2,
-                                    (picture.height() - question.height()) / 3, question);
+      QPoint place((picture.width() - question.width()) / 2, (picture.height() - question.height()) / 3);
+      QPainter painter(&picture);
+      painter.drawPixmap(place, question);
+      painter.setPen(window.palette().color(QPalette::Mid));  // the frame that a desktop would draw
+      painter.drawRect(QRect(place, question.size()).adjusted(-1, -1, 0, 0));
       save(picture, file);
       dialog->reject();
     });

@@ -22,6 +22,8 @@ TEST(TimeLeft, IsUnknownAtFirst) {
 TEST(TimeLeft, IsRough) {
   EXPECT_EQ(after(0, 0.9, 9), "noch wenige Sekunden");
   EXPECT_EQ(after(0, 0.5, 31), "noch etwa 40 Sekunden");
+  EXPECT_EQ(after(0, 0.5, 50), "noch etwa 50 Sekunden");
+  EXPECT_EQ(after(0, 0.5, 51), "noch etwa 1 Minute");
   EXPECT_EQ(after(0, 0.5, 60), "noch etwa 1 Minute");
   EXPECT_EQ(after(0, 0.25, 60), "noch etwa 3 Minuten");
   EXPECT_EQ(after(0, 0.1, 3600), "noch etwa 9 Stunden");
