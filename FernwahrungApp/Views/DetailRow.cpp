@@ -21,7 +21,9 @@ class QuietLabel : public QLabel {
  private:
   void fade() {
     QPalette quiet;
-    quiet.setColor(QPalette::WindowText, Shades::secondary(quiet));
+    const QColor shade = Shades::secondary(quiet);
+    quiet.setColor(QPalette::Active, QPalette::WindowText, shade);
+    quiet.setColor(QPalette::Inactive, QPalette::WindowText, shade);
     setPalette(quiet);
   }
 };

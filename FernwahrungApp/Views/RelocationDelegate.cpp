@@ -101,7 +101,8 @@ void RelocationDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   const QPalette& palette = option.palette;
   const bool selected = option.state & QStyle::State_Selected;
   const QColor text = palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
-  const QColor quiet = selected ? text : Shades::secondary(palette);
+  const bool enabled = option.state & QStyle::State_Enabled;
+  const QColor quiet = selected || !enabled ? text : Shades::secondary(palette);
 
   painter->save();
   painter->setRenderHint(QPainter::Antialiasing);
