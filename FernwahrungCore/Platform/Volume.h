@@ -25,8 +25,8 @@ namespace Platform {
 std::optional<VolumeFacts> volumeFacts(const std::string& path);
 
 /// Whether a volume's root lies at this path itself, which no link at the path changes. Nothing where the
-/// system can tell it only by the mount point of volumeFacts. Darwin: always nothing. Linux: from statx, which
-/// spares the reading of the whole mount table.
+/// system can tell it only by the mount point of volumeFacts. Darwin: always nothing. Linux: from statx,
+/// which spares the reading of the whole mount table.
 std::optional<bool> isVolumeRoot(const std::string& path);
 
 /// Bytes that can be had for something the user asked for, purgeable space included; nothing when unknown.
