@@ -12,6 +12,7 @@
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <set>
@@ -100,6 +101,21 @@ class KillTest : public Scene, public testing::WithParamInterface<Case> {
   }
 };
 
+bool isRename(const std::string& call, const std::string& target) {
+  return call.starts_with("rename ") && call.find(" -> ") != std::string::npos &&
+         call.find(target, call.find(" -> ")) != std::string::npos;
+}
+
+/// In how many moments of a run the list is saved and the step not noted: after the list has got its name, up
+/// to and with the renaming of the journal's next state.
+int momentsBetweenSavingAndNoting(const std::vector<std::string>& calls) {
+  auto saved = std::find_if(calls.begin(), calls.end(),
+                            [](const std::string& call) { return isRename(call, "/registry.json"); });
+  auto noted =
+      std::find_if(saved, calls.end(), [](const std::string& call) { return isRename(call, "/journal/"); });
+  return static_cast<int>(noted - saved);
+}
+
 /// True when the entry was saved but the step was not noted: the entry then stays, and its status shows why.
 bool diedBetweenSavingAndNoting(const Journal& journal) {
   return journal.has("postChecked") && !journal.has("registered");
@@ -148,7 +164,8 @@ TEST_P(KillTest, RelocateAtEveryInstant) {
     if (HasFailure()) return;
   }
   EXPECT_GT(rolledBack, 0);
-  EXPECT_LE(keptEntries, 12) << "only between saving the list and noting it in the journal";
+  EXPECT_LE(keptEntries, momentsBetweenSavingAndNoting(counted.calls))
+      << "only between saving the list and noting it in the journal";
   std::cout << "killed at " << ns.size() << " of " << counted.total << " calls: " << rolledBack
             << " rolled back, " << gotThrough << " had got through\n";
 }
