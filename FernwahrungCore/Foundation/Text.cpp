@@ -1,7 +1,5 @@
 #include "Foundation/Text.h"
 
-#include <charconv>
-
 namespace fernwahrung::Text {
 
 namespace {
@@ -92,14 +90,6 @@ std::string replacingAll(std::string text, std::string_view what, std::string_vi
     text.replace(at, what.size(), with);
   }
   return text;
-}
-
-std::optional<long long> toInteger(std::string_view text) {
-  long long number = 0;
-  const auto end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return number;
 }
 
 std::string repairedUtf8(std::string_view bytes) {

@@ -1,9 +1,11 @@
 // Small helpers on UTF-8 text that the standard library lacks.
 #pragma once
 
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace fernwahrung::Text {
@@ -19,8 +21,15 @@ std::string trimmedBlanks(std::string_view text);
 
 std::string replacingAll(std::string text, std::string_view what, std::string_view with);
 
-/// The whole text as a decimal number; nothing for anything else, overflow included.
-std::optional<long long> toInteger(std::string_view text);
+/// The whole text as a number of that type; nothing for anything else, overflow included.
+template <typename Number = long long>
+std::optional<Number> toInteger(std::string_view text, int base = 10) {
+  Number number{};
+  const auto end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number, base);
+  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
+  return number;
+}
 
 /// Invalid UTF-8 sequences replaced by U+FFFD; valid text unchanged. Never fails.
 std::string repairedUtf8(std::string_view bytes);

@@ -2,6 +2,7 @@
 // permissions away instead; the marker remembers them, and tells a locked folder from one that was
 // write-protected all along.
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/Text.h"
 #include "Platform/FileChanges.h"
 #include "Platform/SystemCalls.h"
 #include "Platform/linux/Attributes.h"
@@ -51,10 +52,8 @@ std::optional<mode_t> markedMode(int fd) {
   if (length < 0 && errno != ERANGE) return std::nullopt;
   // A damaged marker still marks; the owner gets his own rights back.
   if (length < 0) return S_IRWXU;
-  unsigned mode = 0;
-  const auto [end, error] = std::from_chars(text, text + length, mode, 8);
-  if (error != std::errc() || end != text + length || mode > 07777) return S_IRWXU;
-  return mode;
+  const auto mode = Text::toInteger<mode_t>({text, static_cast<std::size_t>(length)}, 8);
+  return mode && *mode <= 07777 ? *mode : S_IRWXU;
 }
 
 bool isWriteProtected(const struct stat& status) {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <fcntl.h>
 #include <optional>
 #include <unistd.h>
@@ -18,8 +17,9 @@ constexpr const char* kernelTable = "/proc/self/mountinfo";
 
 template <typename Number>
 bool readNumber(std::string_view text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
+  const auto read = Text::toInteger<Number>(text);
+  if (read) number = *read;
+  return read.has_value();
 }
 
 bool isOctal(char character) {

@@ -1,5 +1,6 @@
 #include "Platform/Volume.h"
 
+#include "Foundation/Arithmetic.h"
 #include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 #include "Platform/linux/MountTable.h"
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <fcntl.h>
-#include <limits>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
@@ -92,11 +92,7 @@ std::optional<bool> isVolumeRoot(const std::string& path) {
 std::optional<std::int64_t> capacityForImportantUsage(const std::string& path) {
   const auto facts = volumeFacts(path);
   if (!facts) return std::nullopt;
-  std::int64_t bytes = 0;
-  if (__builtin_mul_overflow(facts->availableBlocks, facts->blockSize, &bytes)) {
-    return std::numeric_limits<std::int64_t>::max();
-  }
-  return bytes;
+  return saturatingProduct(facts->availableBlocks, facts->blockSize);
 }
 
 std::string internalVolume() {

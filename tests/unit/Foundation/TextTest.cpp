@@ -64,6 +64,19 @@ TEST(Text, toIntegerTakesNothingElse) {
   EXPECT_EQ(Text::toInteger("1\0"s), std::nullopt);
 }
 
+TEST(Text, toIntegerTakesWhatTheTypeHolds) {
+  EXPECT_EQ(Text::toInteger<std::int32_t>("-2147483648"), std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(Text::toInteger<std::int32_t>("2147483648"), std::nullopt);
+  EXPECT_EQ(Text::toInteger<std::uint64_t>("18446744073709551615"),
+            std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(Text::toInteger<std::uint64_t>("-1"), std::nullopt);
+}
+
+TEST(Text, toIntegerOfAnotherBase) {
+  EXPECT_EQ(Text::toInteger<unsigned>("0755", 8), 0755u);
+  EXPECT_EQ(Text::toInteger<unsigned>("8", 8), std::nullopt);
+}
+
 TEST(Text, validUtf8StaysAsItIs) {
   const std::string text = "aä€😀\xEF\xBF\xBD\0b\xF4\x8F\xBF\xBF\xED\x9F\xBF\xEE\x80\x80"s;
   EXPECT_TRUE(Text::isValidUtf8(text));
