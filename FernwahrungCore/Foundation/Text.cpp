@@ -1,16 +1,12 @@
 #include "Foundation/Text.h"
 
+#include "Foundation/Unicode.h"
+
 namespace fernwahrung::Text {
 
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";  // U+FFFD
-
-std::string_view stripped(std::string_view text, std::string_view characters) {
-  const auto first = text.find_first_not_of(characters);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(characters) - first + 1);
-}
 
 struct Sequence {
   std::size_t length;
@@ -53,6 +49,23 @@ Sequence firstSequence(std::string_view bytes) {
   return {length, true};
 }
 
+/// The bytes of the white-space character in front; 0 when there is none.
+std::size_t leadingWhitespace(std::string_view text) {
+  if (text.empty()) return 0;
+  const auto sequence = firstSequence(text);
+  if (!sequence.valid) return 0;
+  return Unicode::isWhitespace(Unicode::scalars(text.substr(0, sequence.length)).front()) ? sequence.length
+                                                                                          : 0;
+}
+
+/// From the last byte that is no continuation on.
+std::string_view lastCharacter(std::string_view text) {
+  auto begin = text.size();
+  while (begin > 0 && (static_cast<unsigned char>(text[--begin]) & 0xC0) == 0x80) {
+  }
+  return text.substr(begin);
+}
+
 }  // namespace
 
 std::vector<std::string> split(std::string_view text, char separator, bool keepEmpty) {
@@ -77,11 +90,19 @@ std::string join(const std::vector<std::string>& pieces, std::string_view separa
 }
 
 std::string trimmed(std::string_view text) {
-  return std::string(stripped(text, " \t\r\n"));
+  while (const auto length = leadingWhitespace(text)) text.remove_prefix(length);
+  while (!text.empty()) {
+    const auto last = lastCharacter(text);
+    if (leadingWhitespace(last) != last.size()) break;
+    text.remove_suffix(last.size());
+  }
+  return std::string(text);
 }
 
 std::string trimmedBlanks(std::string_view text) {
-  return std::string(stripped(text, " \t"));
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  return std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
 }
 
 std::string replacingAll(std::string text, std::string_view what, std::string_view with) {

@@ -14,7 +14,7 @@ namespace fernwahrung::Text {
 std::vector<std::string> split(std::string_view text, char separator, bool keepEmpty = false);
 std::string join(const std::vector<std::string>& pieces, std::string_view separator);
 
-/// Without blanks, tabs, carriage returns and line feeds at both ends.
+/// Without white space and line ends (Unicode::isWhitespace) at both ends.
 std::string trimmed(std::string_view text);
 /// Without blanks and tabs at both ends.
 std::string trimmedBlanks(std::string_view text);

@@ -74,7 +74,7 @@ TEST_F(ShellTest, checkThrowsWithEverything) {
 }
 
 TEST_F(ShellTest, standardErrorOfWhiteSpaceHasNoSecondLine) {
-  for (const auto* text : {"", "\n", " \t\r\n "}) {
+  for (const auto* text : {"", "\n", " \t\r\n ", "\f\v", "\u00A0\n", "\u0085", "\u2028\u2003"}) {
     EXPECT_STREQ(ShellError("/bin/x y", 3, text).what(), "Befehl fehlgeschlagen (Code 3): /bin/x y");
   }
   EXPECT_STREQ(ShellError("/bin/x y", 3, "\na\nb\n").what(),

@@ -35,6 +35,17 @@ TEST(Text, trimmed) {
   EXPECT_EQ(Text::trimmed("a"), "a");
 }
 
+TEST(Text, trimmedTakesAllWhiteSpaceOfUnicode) {
+  EXPECT_EQ(Text::trimmed("\f\v\u00A0\u2003 ä\u00A0b\u3000\u2028\u0085\n"), "ä\u00A0b");
+  EXPECT_EQ(Text::trimmed("\u00A0\u2003"), "");
+}
+
+TEST(Text, trimmedLeavesInvalidBytesAlone) {
+  for (const std::string text : {"\xA0", "\x80\x83", "\xE2\x80", "\xFF", "a\xC2", "x\xE2\x80\x83\xA0"}) {
+    EXPECT_EQ(Text::trimmed(" " + text + " "), text);
+  }
+}
+
 TEST(Text, trimmedBlanksKeepsLineEnds) {
   EXPECT_EQ(Text::trimmedBlanks(" \ta b\t "), "a b");
   EXPECT_EQ(Text::trimmedBlanks(" a\n "), "a\n");
