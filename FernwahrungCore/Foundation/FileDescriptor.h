@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -31,5 +34,10 @@ class FileDescriptor {
  private:
   int fd_ = -1;
 };
+
+/// The bytes from here to the end. Nothing when a read fails; errno says why.
+std::optional<std::string> readToEnd(int fd);
+/// Every byte, in as many calls as it takes. False when one fails; errno says why.
+bool writeAll(int fd, std::string_view data);
 
 }  // namespace fernwahrung

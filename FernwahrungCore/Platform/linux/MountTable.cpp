@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <optional>
-#include <unistd.h>
 
 namespace fernwahrung::MountTable {
 namespace {
@@ -77,22 +76,10 @@ std::vector<MountEntry> parse(std::string_view mountInfo) {
 }
 
 std::vector<MountEntry> read() {
-  const auto fail = [] {
-    throw SystemError("Die Liste der Volumes kann nicht gelesen werden", kernelTable, errno);
-  };
   const FileDescriptor fd(::open(kernelTable, O_RDONLY | O_CLOEXEC));
-  if (!fd) fail();
-  std::string text;
-  for (char buffer[16384];;) {
-    const ssize_t count = ::read(fd.get(), buffer, sizeof buffer);
-    if (count > 0) {
-      text.append(buffer, static_cast<std::size_t>(count));
-    } else if (count == 0) {
-      return parse(text);
-    } else if (errno != EINTR) {
-      fail();
-    }
-  }
+  const auto text = fd ? readToEnd(fd.get()) : std::nullopt;
+  if (!text) throw SystemError("Die Liste der Volumes kann nicht gelesen werden", kernelTable, errno);
+  return parse(*text);
 }
 
 }  // namespace fernwahrung::MountTable
