@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 #include <mutex>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,26 +33,33 @@ void makeFolderOf(const std::string& file) {
   }
 }
 
-void rotateIfTooLarge(const std::string& file) {
+bool isTooLarge(const std::string& file) {
   struct stat info {};
-  if (::stat(file.c_str(), &info) == 0 && info.st_size > rotationSize) {
-    std::rename(file.c_str(), (file + ".1").c_str());
-  }
+  return ::stat(file.c_str(), &info) == 0 && info.st_size > rotationSize;
 }
 
-/// One write call per line, at the file's end, so that the lines of two processes never mix.
+void rotateIfTooLarge(const std::string& file) {
+  if (!isTooLarge(file)) return;
+  // Two processes may come here at once, and the second must not put the first one's new log over the old
+  // generation. Who finds the folder locked leaves the renaming to the other; where a file system has no such
+  // locks, the risk is taken.
+  const FileDescriptor folder(::open(PathString::parent(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder && ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return;
+  if (isTooLarge(file)) std::rename(file.c_str(), (file + ".1").c_str());
+}
+
+/// One write call per line, at the file's end, so that the lines of two processes never mix; more calls only
+/// where the system takes less than the line.
 void append(const std::string& file, const std::string& line) {
-  BlockingCalls::announce("log");
   const FileDescriptor fd(::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
-  if (!fd) return;
-  while (::write(fd.get(), line.data(), line.size()) < 0 && errno == EINTR) {
-  }
+  if (fd) writeAll(fd.get(), line);
 }
 
 }  // namespace
 
 void write(std::string_view message) noexcept {
   try {
+    BlockingCalls::announce("log");
     const std::scoped_lock guard(lock);
     const auto file = Paths::logFile();
     makeFolderOf(file);

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -202,6 +203,45 @@ TEST(Log, linesOfManyProcessesStayWhole) {
     seen.insert(line.substr(line.find('[')));
   }
   EXPECT_EQ(seen.size(), 400u);
+}
+
+TEST(Log, ofManyProcessesAtTheLimitOneRotates) {
+  const TempHome home;
+  const auto older = home / "fernwahrung.log.1";
+  writeLogOf(5'000'001);
+  std::vector<pid_t> children;
+  for (int process = 0; process < 4; ++process) {
+    const auto child = ::fork();
+    if (child == 0) {
+      for (int round = 0; round < 2000; ++round) {
+        Log::write("line");
+        // A log that was not yet full has taken the full one's place.
+        if (const auto size = sizeOf(older); size >= 0 && size <= 5'000'000) ::_exit(1);
+        ::truncate(Paths::logFile().c_str(), 5'000'001);
+      }
+      ::_exit(0);
+    }
+    children.push_back(child);
+  }
+  for (const auto child : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+}
+
+TEST(Log, whileAnotherProcessRotatesTheLineGoesToTheLogThatIsThere) {
+  const TempHome home;
+  writeLogOf(5'000'001);
+  {
+    const FileDescriptor folder(::open(home.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(::flock(folder.get(), LOCK_EX), 0);
+    Log::write("before");
+    EXPECT_FALSE(exists(home / "fernwahrung.log.1"));
+  }
+  Log::write("after");
+  EXPECT_TRUE(readFile(home / "fernwahrung.log.1").ends_with("] before\n"));
+  EXPECT_TRUE(readFile(home / "fernwahrung.log").ends_with("] after\n"));
 }
 
 TEST(Log, aReadOnlyFolderLosesTheLine) {
