@@ -1,14 +1,16 @@
 #include "Foundation/ChildProcess.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Host.h"
 #include "Foundation/HostTools.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/wait.h>
+#include <system_error>
+#include <utility>
 
 namespace fernwahrung {
 
@@ -20,19 +22,10 @@ FileDescriptor openNullDevice() {
   return fd;
 }
 
-std::string readToEnd(int fd) {
-  std::string bytes;
-  std::array<char, 65536> buffer;
-  while (true) {
-    const auto count = ::read(fd, buffer.data(), buffer.size());
-    if (count > 0) {
-      bytes.append(buffer.data(), static_cast<std::size_t>(count));
-    } else if (count == 0) {
-      return bytes;
-    } else if (errno != EINTR) {
-      throw SystemError("Die Ausgabe eines Programms kann nicht gelesen werden", "", errno);
-    }
-  }
+std::string readOutput(int fd) {
+  auto bytes = readToEnd(fd);
+  if (!bytes) throw SystemError("Die Ausgabe eines Programms kann nicht gelesen werden", "", errno);
+  return std::move(*bytes);
 }
 
 std::int32_t statusOf(int waitStatus) {
@@ -44,20 +37,27 @@ std::int32_t statusOf(int waitStatus) {
 FileDescriptor ChildProcess::start(Drain& drain) {
   auto [readEnd, writeEnd] = Host::makePipe();
   drain.readEnd = std::move(readEnd);
-  drain.thread = std::thread([&drain] {
+  const auto read = [&drain] {
     try {
-      drain.bytes = readToEnd(drain.readEnd.get());
+      drain.bytes = readOutput(drain.readEnd.get());
     } catch (...) {
       drain.failure = std::current_exception();
     }
     // A child that still writes must get an error, not block for ever.
     drain.readEnd.reset();
-  });
+  };
+  try {
+    drain.thread = std::thread(read);
+  } catch (const std::system_error& error) {
+    throw SystemError("Das Programm kann nicht gestartet werden", "", error.code().value());
+  }
   return std::move(writeEnd);
 }
 
 void ChildProcess::finish(Drain& drain) {
-  if (drain.thread.joinable()) drain.thread.join();
+  if (!drain.thread.joinable()) return;
+  BlockingCalls::announce("wait for a program");
+  drain.thread.join();
 }
 
 std::string ChildProcess::take(Drain& drain) {
@@ -103,7 +103,9 @@ std::optional<std::int32_t> ChildProcess::poll() {
 }
 
 std::int32_t ChildProcess::wait() {
-  return status_ ? *status_ : reap(0).value();
+  if (status_) return *status_;
+  BlockingCalls::announce("wait for a program");
+  return reap(0).value();
 }
 
 std::optional<std::int32_t> ChildProcess::reap(int options) {

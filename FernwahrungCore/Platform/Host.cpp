@@ -21,6 +21,8 @@ extern char** environ;
 namespace fernwahrung::Host {
 namespace {
 
+constexpr const char* notStarted = "Das Programm kann nicht gestartet werden";
+
 std::mutex homeMutex;
 std::string& homeForTesting() {
   static std::string directory;
@@ -55,13 +57,14 @@ class SpawnRequest {
 
 /// A copy of the descriptor above the standard ones, so that placing the three never overwrites one still
 /// needed.
-FileDescriptor aboveStandard(int fd) {
-  return FileDescriptor(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+FileDescriptor aboveStandard(int fd, const std::string& program) {
+  FileDescriptor copy(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!copy) throw SystemError(notStarted, program, errno);
+  return copy;
 }
 
 int prepare(SpawnRequest& request, const FileDescriptor (&streams)[3]) {
   for (int target = STDIN_FILENO; target <= STDERR_FILENO; ++target) {
-    if (!streams[target]) return EBADF;
     if (const int error =
             ::posix_spawn_file_actions_adddup2(&request.actions, streams[target].get(), target)) {
       return error;
@@ -124,8 +127,9 @@ pid_t spawn(const std::string& program, const std::vector<std::string>& argument
   std::vector<std::string> words{program};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables = childEnvironment();
-  const FileDescriptor streams[] = {aboveStandard(standardInput), aboveStandard(standardOutput),
-                                    aboveStandard(standardError)};
+  const FileDescriptor streams[] = {aboveStandard(standardInput, program),
+                                    aboveStandard(standardOutput, program),
+                                    aboveStandard(standardError, program)};
   SpawnRequest request;
   int error = prepare(request, streams);
   pid_t child = -1;
@@ -133,7 +137,7 @@ pid_t spawn(const std::string& program, const std::vector<std::string>& argument
     error = ::posix_spawn(&child, program.c_str(), &request.actions, &request.attributes,
                           nullTerminated(words).data(), nullTerminated(variables).data());
   }
-  if (error != 0) throw SystemError("Das Programm kann nicht gestartet werden", program, error);
+  if (error != 0) throw SystemError(notStarted, program, error);
   return child;
 }
 

@@ -189,11 +189,37 @@ TEST_F(ChildProcessTest, withoutFreeDescriptorsItThrowsAndLeavesNothing) {
       try {
         auto child = start("exit 0");
         if (child.wait() != 0) ::_exit(2);
-      } catch (const SystemError&) {
+      } catch (const SystemError& failure) {
+        if (failure.code() != EMFILE) ::_exit(4);
         ++failures;
       }
     }
     ::_exit(failures > 0 && !hasChildren() ? 0 : 3);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(test, &status, 0), test);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(ChildProcessTest, withoutAFreeThreadItThrowsAndLeavesNothing) {
+  const SystemError error("", "", EAGAIN);
+  const auto test = ::fork();
+  if (test == 0) {
+    // The limit is none for root.
+    if (::geteuid() == 0 && ::setuid(65534) != 0) ::_exit(2);
+    const auto descriptors = namesIn("/dev/fd").size();
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_NPROC, &none);
+    try {
+      const auto child = start("exit 0");
+      ::_exit(3);
+    } catch (const SystemError& failure) {
+      const bool clean = !hasChildren() && namesIn("/dev/fd").size() == descriptors;
+      ::_exit(failure.code() == EAGAIN && clean ? 0 : 4);
+    } catch (...) {
+      ::_exit(5);
+    }
   }
   int status = 0;
   ASSERT_EQ(::waitpid(test, &status, 0), test);
