@@ -1,5 +1,5 @@
-// The few facts of the machine that Foundation itself needs. Declared here, defined in
-// Platform/<system>/Host.cpp, so that Foundation includes nothing above it.
+// The few facts of the machine that Foundation itself needs. Declared here and defined in Platform/Host.cpp,
+// so that Foundation includes nothing above it.
 #pragma once
 
 #include "Foundation/FileDescriptor.h"
@@ -16,6 +16,10 @@ std::string homeDirectory();
 
 /// Test hook: another home folder; empty for the real one again.
 void setHomeDirectoryForTesting(std::string directory);
+
+/// Makes one folder (0777 less the umask) and flushes the folder around it, so that a power cut can't take
+/// the new one away from under what is then made in it. 0 or the errno of the making.
+int makeDirectory(const std::string& path);
 
 /// A pipe whose ends no other child inherits: {read end, write end}. Throws SystemError.
 std::pair<FileDescriptor, FileDescriptor> makePipe();

@@ -1,5 +1,6 @@
 #include "Foundation/Paths.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Host.h"
 #include "Foundation/PathString.h"
@@ -60,14 +61,15 @@ std::string tempMountDirectory() {
 }
 
 void ensure(const std::string& directory) {
-  if (isDirectory(directory) || ::mkdir(directory.c_str(), 0777) == 0) return;
-  int code = errno;
+  BlockingCalls::announce("stat");
+  if (isDirectory(directory)) return;
+  int code = Host::makeDirectory(directory);
   const auto parent = PathString::parent(directory);
   if (code == ENOENT && !parent.empty() && parent != directory) {
     ensure(parent);
-    if (::mkdir(directory.c_str(), 0777) == 0) return;
-    code = errno;
+    code = Host::makeDirectory(directory);
   }
+  if (code == 0) return;
   // Another process may have made it between the two calls.
   if (code == EEXIST && isDirectory(directory)) return;
   throw SystemError("Der Ordner kann nicht angelegt werden", directory, code);

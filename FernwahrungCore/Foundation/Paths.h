@@ -23,7 +23,8 @@ std::string journalDirectory();
 std::string finishedJournalDirectory();
 std::string tempMountDirectory();
 
-/// Creates the folder and those above it. One that exists is no error. Throws SystemError.
+/// Creates the folder and those above it, each to outlast a power cut. One that exists is no error. Throws
+/// SystemError.
 void ensure(const std::string& directory);
 
 /// "yyyyMMdd-HHmmss" in local time: the suffix of every kept file, so that names sort by time.

@@ -2,6 +2,8 @@
 
 #include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
+#include "Foundation/PathString.h"
+#include "Platform/FileChanges.h"
 #include "Platform/SystemCalls.h"
 
 #include <cerrno>
@@ -111,6 +113,13 @@ std::string homeDirectory() {
 void setHomeDirectoryForTesting(std::string directory) {
   const std::lock_guard lock(homeMutex);
   homeForTesting() = std::move(directory);
+}
+
+int makeDirectory(const std::string& path) {
+  if (const auto error = Platform::makeDirectory(path, 0777)) return error.value();
+  // Some file systems refuse to flush a folder, and this one is there all the same.
+  static_cast<void>(Platform::flushDirectory(PathString::parent(path)));
+  return 0;
 }
 
 std::pair<FileDescriptor, FileDescriptor> makePipe() {

@@ -12,17 +12,10 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
 namespace fernwahrung::FileOps {
 
 namespace {
-
-/// A new file is no safer than the names of the folders above it, and those may be as new and made by
-/// somebody who did not flush them. The deepest of the program's own are the journals': their folder, in the
-/// program's.
-constexpr int foldersOfOurOwn = 2;
 
 std::string temporaryPath(const std::string& path) {
   return PathString::join(PathString::parent(path),
@@ -35,17 +28,6 @@ void linkBackup(const std::string& path) {
   const auto backup = path + ".bak";
   static_cast<void>(Platform::unlink(backup));
   static_cast<void>(Platform::hardLink(path, backup));
-}
-
-/// Flushes so many folders from the file's own upwards. A failure counts for nothing: every reader already
-/// sees the new content, so an error would make the caller believe in the old one; and some file systems of
-/// external drives refuse to flush a folder at all.
-void flushFolders(const std::string& path, int count) {
-  auto folder = PathString::parent(path);
-  for (; count > 0 && !folder.empty(); --count) {
-    static_cast<void>(Platform::flushDirectory(folder));
-    folder = PathString::parent(folder);
-  }
 }
 
 [[noreturn]] void throwUnreadable(const std::string& path, int code) {
@@ -67,7 +49,6 @@ FileDescriptor openForReading(const std::string& path) {
 }  // namespace
 
 void atomicWrite(std::string_view data, const std::string& path, bool keepBackup) {
-  const bool isNew = !Platform::fileInfo(path);
   const auto temporary = temporaryPath(path);
   if (Platform::createFile(temporary)) {
     throw FernwahrungError::message("Datei kann nicht geschrieben werden: " + path);
@@ -75,26 +56,20 @@ void atomicWrite(std::string_view data, const std::string& path, bool keepBackup
   if (const auto error = Platform::writeAndFlush(temporary, data)) {
     throw SystemError("Datei kann nicht geschrieben werden", path, error.value());
   }
-  if (keepBackup && !isNew) linkBackup(path);
+  if (keepBackup && Platform::fileInfo(path)) linkBackup(path);
   if (Platform::rename(temporary, path)) {
     throw FernwahrungError::message("Datei kann nicht gespeichert werden: " + path);
   }
-  flushFolders(path, isNew ? 1 + foldersOfOurOwn : 1);
+  // A failure counts for nothing: every reader already sees the new content, so an error would make the
+  // caller believe in the old one; and some file systems of external drives refuse to flush a folder at all.
+  static_cast<void>(Platform::flushDirectory(PathString::parent(path)));
 }
 
 std::string readFile(const std::string& path) {
   const auto file = openForReading(path);
-  std::string bytes;
-  std::vector<char> block(1 << 16);
-  while (true) {
-    const auto count = ::read(file.get(), block.data(), block.size());
-    if (count == 0) return bytes;
-    if (count > 0) {
-      bytes.append(block.data(), static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      throwUnreadable(path, errno);
-    }
-  }
+  auto bytes = readToEnd(file.get());
+  if (!bytes) throwUnreadable(path, errno);
+  return std::move(*bytes);
 }
 
 }  // namespace fernwahrung::FileOps

@@ -1,4 +1,5 @@
 #include "support/Files.h"
+#include "support/PowerCut.h"
 #include "support/ScopedEnvironment.h"
 #include "support/TempFolder.h"
 
@@ -71,6 +72,20 @@ TEST(Paths, ensureCreatesTheFoldersAbove) {
   const TempFolder folder;
   Paths::ensure(folder / "a/b/c d/ä");
   EXPECT_TRUE(isFolder(folder / "a/b/c d/ä"));
+}
+
+TEST(Paths, ensureMakesFoldersThatOutlastAPowerCut) {
+  const TempFolder folder;
+  PowerCut cut(folder.path());
+  Paths::ensure(folder / "a/b/c/d");
+  cut.stop();
+  std::size_t states = 0;
+  cut.forEachState([&](const PowerCut::State& state, const std::string& disk) {
+    if (state.after != cut.changes()) return;
+    EXPECT_TRUE(isFolder(disk + "/a/b/c/d")) << state.description;
+    ++states;
+  });
+  EXPECT_GT(states, 0U);
 }
 
 TEST(Paths, ensureTakesAnExistingFolder) {
