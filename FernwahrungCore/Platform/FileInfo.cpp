@@ -68,6 +68,7 @@ std::optional<std::string> linkText(const std::string& path) {
 }
 
 std::optional<std::string> linkTextAt(int directory, const char* name) {
+  BlockingCalls::announce("readlink");
   // st_size is no measure: some file systems give 0. A full buffer may mean a cut text, so one byte stays
   // free.
   for (std::string text(1024, '\0');; text.resize(text.size() * 2)) {

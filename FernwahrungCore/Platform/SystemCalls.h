@@ -18,6 +18,7 @@ std::error_code flush(int fd);
 /// All that was written to the volume that holds the path, down to the medium.
 std::error_code flushVolume(const std::string& path);
 std::error_code setImmutable(const std::string& path, bool immutable);
+bool isImmutable(const std::string& path);
 std::error_code clone(const std::string& from, const std::string& to);
 std::error_code copyDirectoryAttributes(const std::string& from, const std::string& to);
 

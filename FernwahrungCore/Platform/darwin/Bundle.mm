@@ -1,12 +1,15 @@
 // Source: the documentation of NSBundle localizedInfoDictionary.
 #include "Platform/Bundle.h"
 
+#include "Foundation/BlockingCalls.h"
+
 #import <Foundation/Foundation.h>
 #include <nlohmann/json.hpp>
 
 namespace fernwahrung::Platform {
 
 std::optional<nlohmann::json> localizedInfoDictionary(const std::string& bundlePath) {
+  BlockingCalls::announce("read a bundle");
   @autoreleasepool {
     NSURL* url = [NSURL fileURLWithFileSystemRepresentation:bundlePath.c_str()
                                                 isDirectory:YES

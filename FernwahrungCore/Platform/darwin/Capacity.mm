@@ -1,4 +1,5 @@
 // Source: the documentation of NSURLVolumeAvailableCapacityForImportantUsageKey (macOS 10.13).
+#include "Foundation/BlockingCalls.h"
 #include "Platform/Volume.h"
 
 #import <Foundation/Foundation.h>
@@ -6,6 +7,7 @@
 namespace fernwahrung::Platform {
 
 std::optional<std::int64_t> capacityForImportantUsage(const std::string& path) {
+  BlockingCalls::announce("look at a volume");
   @autoreleasepool {
     NSURL* url = [NSURL fileURLWithFileSystemRepresentation:path.c_str() isDirectory:YES relativeToURL:nil];
     NSNumber* bytes = nil;

@@ -5,7 +5,6 @@
 
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/PathString.h"
-#include "Platform/FileChanges.h"
 
 #include <cerrno>
 #include <copyfile.h>
@@ -15,8 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace fernwahrung {
-namespace System {
+namespace fernwahrung::System {
 namespace {
 
 std::error_code resultOf(int returned) {
@@ -87,11 +85,9 @@ std::string toolPath(const std::string& tool, const std::string& directory) {
   return tool;
 }
 
-}  // namespace System
-
-bool Platform::isImmutable(const std::string& path) {
+bool isImmutable(const std::string& path) {
   struct stat status;
   return ::lstat(path.c_str(), &status) == 0 && (status.st_flags & UF_IMMUTABLE);
 }
 
-}  // namespace fernwahrung
+}  // namespace fernwahrung::System

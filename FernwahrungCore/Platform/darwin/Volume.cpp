@@ -2,12 +2,15 @@
 // since macOS 10.15.
 #include "Platform/Volume.h"
 
+#include "Foundation/BlockingCalls.h"
+
 #include <sys/mount.h>
 #include <sys/param.h>
 
 namespace fernwahrung::Platform {
 
 std::optional<VolumeFacts> volumeFacts(const std::string& path) {
+  BlockingCalls::announce("look at a volume");
   struct statfs status;
   if (::statfs(path.c_str(), &status) != 0) return std::nullopt;
   return VolumeFacts{

@@ -3,7 +3,6 @@
 // write-protected all along.
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/Text.h"
-#include "Platform/FileChanges.h"
 #include "Platform/SystemCalls.h"
 #include "Platform/linux/Attributes.h"
 
@@ -17,8 +16,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-namespace fernwahrung {
-namespace System {
+namespace fernwahrung::System {
 namespace {
 
 constexpr mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
@@ -126,20 +124,16 @@ std::error_code setImmutable(const std::string& path, bool immutable) {
   return immutable ? lock(fd.get(), status) : unlock(fd.get(), status);
 }
 
-}  // namespace System
-
-bool Platform::isImmutable(const std::string& path) {
+bool isImmutable(const std::string& path) {
   // statx and lgetxattr need no right to open the folder; the ioctl is for file systems that answer nothing
   // else.
   struct statx status;
   if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_MODE, &status) != 0) return false;
   if (status.stx_attributes & STATX_ATTR_IMMUTABLE) return true;
   if (!(status.stx_attributes_mask & STATX_ATTR_IMMUTABLE)) {
-    if (const FileDescriptor fd = System::openItem(path); fd && System::hasImmutableFlag(fd.get()))
-      return true;
+    if (const FileDescriptor fd = openItem(path); fd && hasImmutableFlag(fd.get())) return true;
   }
-  return (status.stx_mode & System::writeBits) == 0 &&
-         ::lgetxattr(path.c_str(), System::lockMarker, nullptr, 0) >= 0;
+  return (status.stx_mode & writeBits) == 0 && ::lgetxattr(path.c_str(), lockMarker, nullptr, 0) >= 0;
 }
 
-}  // namespace fernwahrung
+}  // namespace fernwahrung::System

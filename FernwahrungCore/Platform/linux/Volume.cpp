@@ -1,6 +1,7 @@
 #include "Platform/Volume.h"
 
 #include "Foundation/Arithmetic.h"
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 #include "Platform/linux/MountTable.h"
@@ -60,6 +61,7 @@ std::optional<MountEntry> mountWithId(std::uint64_t mountId) {
 }  // namespace
 
 std::optional<VolumeFacts> volumeFacts(const std::string& path) {
+  BlockingCalls::announce("look at a volume");
   // The open descriptor holds the mount in place between the questions; O_PATH needs no right to read.
   const FileDescriptor fd(::open(path.c_str(), O_PATH | O_CLOEXEC));
   if (!fd) return std::nullopt;
@@ -82,6 +84,7 @@ std::optional<VolumeFacts> volumeFacts(const std::string& path) {
 }
 
 std::optional<bool> isVolumeRoot(const std::string& path) {
+  BlockingCalls::announce("look at a volume");
   struct statx status;
   if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_TYPE, &status) != 0)
     return std::nullopt;
