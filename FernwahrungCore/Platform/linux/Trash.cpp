@@ -58,6 +58,7 @@ void ensurePrivate(const std::string& folder) {
   if (error && error.value() != EEXIST) check(error);
 }
 
+/// Of an absolute path, which ends at the root.
 std::string nearestExisting(std::string folder) {
   while (!fileInfo(folder) && folder != "/") folder = PathString::parent(folder);
   return folder;
@@ -73,11 +74,13 @@ bool onOneVolume(const std::string& first, const std::string& second) {
          firstFacts->mountPoint == secondFacts->mountPoint;
 }
 
-std::string homeTrash() {
+/// Nothing for a user without a home folder.
+std::optional<std::string> homeTrash() {
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   // A relative path in the variable is to be ignored.
   const std::string base =
       dataHome && *dataHome == '/' ? dataHome : PathString::join(Host::homeDirectory(), ".local/share");
+  if (!base.starts_with('/')) return std::nullopt;
   return PathString::join(base, "Trash");
 }
 
@@ -108,10 +111,9 @@ TrashCan volumeTrash(const std::string& top) {
 }
 
 TrashCan trashFor(const std::string& itemFolder) {
-  const std::string home = homeTrash();
-  if (onOneVolume(itemFolder, nearestExisting(home))) {
-    ensurePrivate(home);
-    return {home, ""};
+  if (const auto home = homeTrash(); home && onOneVolume(itemFolder, nearestExisting(*home))) {
+    ensurePrivate(*home);
+    return {*home, ""};
   }
   const auto facts = volumeFacts(itemFolder);
   if (!facts) check(System::errorCode(ENODEV));

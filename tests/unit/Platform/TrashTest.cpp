@@ -155,6 +155,15 @@ TEST_F(LinuxDriveTrash, LiesAtTheTopOfTheDrive) {
   EXPECT_FALSE(exists(home / "data"));
 }
 
+TEST_F(LinuxDriveTrash, IsTheOnlyOneOfAUserWithoutAHomeFolder) {
+  const ScopedEnvironment none("XDG_DATA_HOME", std::nullopt);
+  Host::setHomeDirectoryForTesting("no/home");
+  writeFile(at("item"), "bytes");
+  const auto place = moveToTrash(at("item"));
+  Host::setHomeDirectoryForTesting("");
+  EXPECT_EQ(place, drive->path() + own + "/files/item");
+}
+
 TEST_F(LinuxDriveTrash, UsesTheCommonFolderOnlyWhenItIsSticky) {
   makeFolder(at(".Trash"));
   writeFile(at("first"), "");
