@@ -7,9 +7,9 @@
 #include "Platform/Directory.h"
 #include "Platform/FileChanges.h"
 #include "Records/AtomicWrite.h"
+#include "Records/CaseNames.h"
 
 #include <algorithm>
-#include <array>
 #include <fmt/format.h>
 #include <tuple>
 
@@ -17,26 +17,17 @@ namespace fernwahrung {
 
 namespace {
 
-struct KindNames {
-  OperationKind kind;
-  const char* rawValue;
-  const char* title;
-};
+using KindName = CaseName<OperationKind>;
 
 constexpr std::array kindNames = {
-    KindNames{OperationKind::relocate, "relocate", "Fernwahren"},
-    KindNames{OperationKind::restore, "restore", "Zurückholen"},
-    KindNames{OperationKind::resize, "resize", "Größe ändern"},
-    KindNames{OperationKind::compact, "compact", "Komprimieren"},
-    KindNames{OperationKind::protect, "protect", "Schutz aktivieren"},
-    KindNames{OperationKind::move, "move", "Speicherort umziehen"},
-    KindNames{OperationKind::resolveNotEmpty, "resolveNotEmpty", "Ordnerinhalt auflösen"},
+    KindName{OperationKind::relocate, "relocate", "Fernwahren"},
+    KindName{OperationKind::restore, "restore", "Zurückholen"},
+    KindName{OperationKind::resize, "resize", "Größe ändern"},
+    KindName{OperationKind::compact, "compact", "Komprimieren"},
+    KindName{OperationKind::protect, "protect", "Schutz aktivieren"},
+    KindName{OperationKind::move, "move", "Speicherort umziehen"},
+    KindName{OperationKind::resolveNotEmpty, "resolveNotEmpty", "Ordnerinhalt auflösen"},
 };
-
-const KindNames& namesOf(OperationKind kind) {
-  return *std::find_if(kindNames.begin(), kindNames.end(),
-                       [&](const KindNames& names) { return names.kind == kind; });
-}
 
 std::string fileName(const Journal& journal) {
   return journal.id.text() + ".json";
@@ -89,18 +80,15 @@ void ignoringFailure(Action action) noexcept {
 }  // namespace
 
 std::string rawValue(OperationKind kind) {
-  return namesOf(kind).rawValue;
+  return nameOf(kindNames, kind).rawValue;
 }
 
 std::string title(OperationKind kind) {
-  return namesOf(kind).title;
+  return nameOf(kindNames, kind).title;
 }
 
 std::optional<OperationKind> operationKind(const std::string& rawValue) {
-  for (const auto& names : kindNames) {
-    if (rawValue == names.rawValue) return names.kind;
-  }
-  return std::nullopt;
+  return caseOf(kindNames, rawValue);
 }
 
 Journal::Journal(OperationKind operationKind, Relocation snapshot)
@@ -191,9 +179,7 @@ Json::Value toJson(const Journal& journal) {
 Journal journalFromJson(const Json::Value& value) {
   Journal journal;
   journal.id = Json::uuid(value, "id");
-  const auto kind = operationKind(Json::text(value, "kind"));
-  if (!kind) throw JsonError("Der Wert von „kind“ ist unbekannt.");
-  journal.kind = *kind;
+  journal.kind = decodedCase(kindNames, value, "kind");
   journal.relocation = relocationFromJson(Json::object(value, "relocation"));
   journal.completedSteps = Json::texts(value, "completedSteps");
   journal.paths = textsByKey(value, "paths");

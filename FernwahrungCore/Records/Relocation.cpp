@@ -1,10 +1,22 @@
 #include "Records/Relocation.h"
 
+#include "Records/CaseNames.h"
+
 #include <fmt/format.h>
 
 namespace fernwahrung {
 
 namespace {
+
+constexpr std::array kindNames = {
+    CaseName<RelocationKind>{RelocationKind::image, "image", "Virtuelle Festplatte"},
+    CaseName<RelocationKind>{RelocationKind::symlink, "symlink", "Symlink"},
+};
+
+constexpr std::array stateNames = {
+    CaseName<RelocationState>{RelocationState::active, "active"},
+    CaseName<RelocationState>{RelocationState::restored, "restored"},
+};
 
 /// A path with a zero byte would be cut there by the system and mean another place.
 std::string checkedPath(std::string path, const char* key) {
@@ -28,37 +40,22 @@ std::optional<std::string> optionalPath(const Json::Value& value, const char* ke
   return path ? std::optional(checkedPath(std::move(*path), key)) : std::nullopt;
 }
 
-/// A raw value as the case it names; what no case has is no record of ours.
-template <typename Case>
-Case decodedCase(std::optional<Case> found, const char* key) {
-  if (!found) throw JsonError(fmt::format("Der Wert von „{}“ ist unbekannt.", key));
-  return *found;
-}
-
-std::optional<RelocationState> relocationState(const std::string& rawValue) {
-  if (rawValue == "active") return RelocationState::active;
-  if (rawValue == "restored") return RelocationState::restored;
-  return std::nullopt;
-}
-
 }  // namespace
 
 std::string rawValue(RelocationKind kind) {
-  return kind == RelocationKind::image ? "image" : "symlink";
+  return nameOf(kindNames, kind).rawValue;
 }
 
 std::string title(RelocationKind kind) {
-  return kind == RelocationKind::image ? "Virtuelle Festplatte" : "Symlink";
+  return nameOf(kindNames, kind).title;
 }
 
 std::optional<RelocationKind> relocationKind(const std::string& rawValue) {
-  if (rawValue == "image") return RelocationKind::image;
-  if (rawValue == "symlink") return RelocationKind::symlink;
-  return std::nullopt;
+  return caseOf(kindNames, rawValue);
 }
 
 std::string rawValue(RelocationState state) {
-  return state == RelocationState::active ? "active" : "restored";
+  return nameOf(stateNames, state).rawValue;
 }
 
 std::string Relocation::sidecarPath() const {
@@ -88,14 +85,14 @@ Relocation relocationFromJson(const Json::Value& value) {
   Relocation relocation;
   relocation.id = Json::uuid(value, "id");
   relocation.name = Json::text(value, "name");
-  relocation.kind = decodedCase(relocationKind(Json::text(value, "kind")), "kind");
+  relocation.kind = decodedCase(kindNames, value, "kind");
   relocation.sourcePath = checkedPath(Json::text(value, "sourcePath"), "sourcePath");
   relocation.storagePath = checkedPath(Json::text(value, "storagePath"), "storagePath");
   relocation.originalBackupPath = optionalPath(value, "originalBackupPath");
   relocation.guardedAppPaths = checkedPaths(Json::texts(value, "guardedAppPaths"), "guardedAppPaths");
   relocation.spotlight = Json::flag(value, "spotlight");
   relocation.createdAt = Json::date(value, "createdAt");
-  relocation.state = decodedCase(relocationState(Json::text(value, "state")), "state");
+  relocation.state = decodedCase(stateNames, value, "state");
   relocation.safetyCopies = optionalPaths(value, "safetyCopies");
   relocation.previousStoragePaths = optionalPaths(value, "previousStoragePaths");
   relocation.asideFolders = optionalPaths(value, "asideFolders");
