@@ -83,6 +83,14 @@ TEST_F(JournalTest, IsWrittenUnderItsIdentifierInTheFormOfARecord) {
   EXPECT_EQ(namesIn(home_ / "journal"), std::vector<std::string>{journal.id.text() + ".json"});
 }
 
+TEST_F(JournalTest, IsSavedWithoutABackup) {
+  auto journal = sampleJournal();
+  journal.save();
+  journal.record("backup", "/Users/anna/Pictures/Fotos.ORIGINAL");
+  journal.complete("copied");
+  EXPECT_EQ(namesIn(home_ / "journal"), std::vector<std::string>{journal.id.text() + ".json"});
+}
+
 TEST_F(JournalTest, ComesBackAsItWas) {
   auto journal = sampleJournal();
   EXPECT_EQ(journalFromJson(Json::parse(Json::print(toJson(journal)))), journal);
@@ -140,6 +148,7 @@ TEST_F(JournalTest, ASaveThatFailsThrowsAndTheJournalInMemoryKnowsTheStep) {
   EXPECT_ANY_THROW(journal.save());
   EXPECT_ANY_THROW(journal.complete("copied"));
   EXPECT_TRUE(journal.has("copied"));
+  EXPECT_NE(log().find("] Schritt erledigt [relocate]: copied\n"), std::string::npos) << log();
   EXPECT_ANY_THROW(journal.record("backup", "/x"));
   EXPECT_EQ(journal.path("backup"), "/x");
 }

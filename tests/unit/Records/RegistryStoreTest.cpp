@@ -275,6 +275,16 @@ TEST_F(RegistryStoreTest, ASidecarThatCannotBeWrittenIsPassedOver) {
   EXPECT_TRUE(exists(link.sidecarPath()));
 }
 
+TEST_F(RegistryStoreTest, ASidecarThatCannotBeEncodedIsPassedOver) {
+  RegistryStore::writeSidecar(onDrive());
+  const auto before = readFile(onDrive().sidecarPath());
+  auto relocation = onDrive();
+  relocation.name = "\xff";
+  EXPECT_NO_THROW(RegistryStore::writeSidecar(relocation));
+  EXPECT_EQ(readFile(relocation.sidecarPath()), before);
+  EXPECT_EQ(namesIn(drive_.path()).size(), 1U);
+}
+
 TEST_F(RegistryStoreTest, ASaveThatFailsLeavesTheListAndTouchesNoSidecar) {
   RegistryStore::save({.version = 1, .relocations = {onDrive()}});
   const auto before = readFile(list());
