@@ -209,6 +209,7 @@ class Interference : public Platform::ChangeObserver {
 
 TEST_F(MoveToTrashAcrossVolumesTest, TheItemIsRemovedOnlyAfterTheCopyHasItsNameOnDisk) {
   const ToolDouble ditto("/usr/bin/ditto", copying);
+  makeFolder(trash_);
   writeFile(other_ / "item/file", "1");
   std::string place;
   std::vector<std::string> changes;
