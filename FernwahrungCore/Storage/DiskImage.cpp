@@ -170,16 +170,20 @@ std::vector<AttachedImage> attachedImages() {
   return parseInfo(hdiutil({"info", "-plist"}, false).stdoutBytes);
 }
 
+std::optional<AttachedImage> find(const std::vector<AttachedImage>& images, const std::string& imagePath) {
+  const std::string wanted = FileOps::normalize(imagePath);
+  const auto found = std::find_if(images.begin(), images.end(), [&](const AttachedImage& image) {
+    return FileOps::normalize(image.imagePath) == wanted;
+  });
+  return found != images.end() ? std::optional(*found) : std::nullopt;
+}
+
 std::optional<AttachedImage> attachment(const std::string& imagePath) {
   try {
-    const std::string wanted = FileOps::normalize(imagePath);
-    for (AttachedImage& image : attachedImages()) {
-      if (FileOps::normalize(image.imagePath) == wanted) return std::move(image);
-    }
+    return find(attachedImages(), imagePath);
   } catch (const std::exception&) {
-    // Unknown counts as not attached.
+    return std::nullopt;  // unknown counts as not attached
   }
-  return std::nullopt;
 }
 
 ImageLimits limits(const std::string& path) {

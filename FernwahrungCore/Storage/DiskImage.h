@@ -42,6 +42,8 @@ AttachedImage attach(const std::string& imagePath, const std::string& mountPoint
 /// Up to three tries, two seconds apart; never forced.
 void detach(const std::string& mountPoint);
 std::vector<AttachedImage> attachedImages();
+/// The one of them that lies at the path, whatever the spelling.
+std::optional<AttachedImage> find(const std::vector<AttachedImage>& images, const std::string& imagePath);
 /// Nothing when it isn't attached, and on any failure.
 std::optional<AttachedImage> attachment(const std::string& imagePath);
 ImageLimits limits(const std::string& path);
