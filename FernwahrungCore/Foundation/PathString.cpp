@@ -68,4 +68,9 @@ bool isInside(std::string_view path, std::string_view folder) {
   return folder == "/" || path[folder.size()] == '/';
 }
 
+std::string withoutDataVolume(std::string path) {
+  if (path != dataVolume && isInside(path, dataVolume)) path.erase(0, dataVolume.size());
+  return path;
+}
+
 }  // namespace fernwahrung::PathString

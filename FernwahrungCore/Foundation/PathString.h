@@ -20,4 +20,10 @@ std::string withoutExtension(std::string_view path);
 /// `path` equals `folder` or lies below it, by text: "/a/b" contains "/a/b/c" and not "/a/bc".
 bool isInside(std::string_view path, std::string_view folder);
 
+/// Where the Mac's data volume lies, whose folders are shown in the system volume's as well.
+inline constexpr std::string_view dataVolume = "/System/Volumes/Data";
+/// "/Users/a" for "/System/Volumes/Data/Users/a", which is the same place; the data volume itself and every
+/// other path stay as they are.
+std::string withoutDataVolume(std::string path);
+
 }  // namespace fernwahrung::PathString

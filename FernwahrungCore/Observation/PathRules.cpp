@@ -12,8 +12,6 @@ namespace fernwahrung::PathRules {
 
 namespace {
 
-constexpr std::string_view dataVolume = "/System/Volumes/Data";
-
 /// Vendors that gather several applications under one folder, so that one level more must be kept.
 constexpr std::array<std::string_view, 5> collectorFolders = {"Microsoft", "Google", "Adobe", "JetBrains",
                                                               "Apple"};
@@ -88,8 +86,7 @@ std::vector<std::string> components(const std::string& path) {
 
 std::string canonical(const std::string& path) {
   if (!path.starts_with('/')) return path;
-  const bool isOnDataVolume = path == dataVolume || path.starts_with(std::string(dataVolume) + "/");
-  auto parts = components(isOnDataVolume ? path.substr(dataVolume.size()) : path);
+  auto parts = components(path == PathString::dataVolume ? "/" : PathString::withoutDataVolume(path));
   std::erase(parts, ".");
   return "/" + Text::join(parts, "/");
 }

@@ -12,10 +12,11 @@
 #include "Storage/DirectoryState.h"
 #include "Storage/Verifier.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fmt/format.h>
 #include <limits>
-#include <string_view>
+#include <pwd.h>
 #include <utility>
 
 namespace fernwahrung::FileOps {
@@ -32,9 +33,25 @@ std::int64_t bytesOf(std::int64_t blocks, std::int64_t blockSize) {
   return __builtin_mul_overflow(blocks, blockSize, &bytes) ? std::numeric_limits<std::int64_t>::max() : bytes;
 }
 
+std::optional<std::string> homeOf(const std::string& user) {
+  if (user.empty()) return Paths::homeDirectory();
+  std::vector<char> buffer(1024);
+  passwd record{};
+  passwd* found = nullptr;
+  int error = 0;
+  while ((error = ::getpwnam_r(user.c_str(), &record, buffer.data(), buffer.size(), &found)) == ERANGE) {
+    buffer.resize(2 * buffer.size());
+  }
+  if (error != 0 || !found) return std::nullopt;
+  return found->pw_dir;
+}
+
+/// "~" and "~user" in front become the home; of an unknown user they stay.
 std::string expandingTilde(const std::string& path) {
-  if (path == "~" || path.starts_with("~/")) return Paths::homeDirectory() + path.substr(1);
-  return path;
+  if (!path.starts_with('~')) return path;
+  const std::size_t end = std::min(path.find('/'), path.size());
+  const auto home = homeOf(path.substr(1, end - 1));
+  return home ? *home + path.substr(end) : path;
 }
 
 /// The path without ".", "..", repeated slashes and one at the end. ".." leads to the real parent folder
@@ -105,15 +122,7 @@ bool isMountPoint(const std::string& path) {
 std::string normalize(const std::string& path) {
   std::string result = standardized(path);
   if (auto real = Platform::realPath(result)) result = std::move(*real);
-  return withoutDataVolume(std::move(result));
-}
-
-std::string withoutDataVolume(std::string path) {
-  constexpr std::string_view dataVolume = "/System/Volumes/Data";
-  if (path.starts_with(dataVolume) && path.size() > dataVolume.size() && path[dataVolume.size()] == '/') {
-    path.erase(0, dataVolume.size());
-  }
-  return path;
+  return PathString::withoutDataVolume(std::move(result));
 }
 
 bool removeEmptyDirectory(const std::string& path) {
@@ -153,12 +162,12 @@ TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationCon
   return size;
 }
 
-void createDirectory(const std::string& path, const std::optional<std::string>& like) {
+void createDirectory(const std::string& path, const std::optional<std::string>& like, mode_t extraMode) {
   mode_t mode = 0755;
   if (like) {
     if (const auto info = Platform::fileInfo(*like)) mode = info->permissions;
   }
-  if (const auto error = Platform::makeDirectory(path, mode)) {
+  if (const auto error = Platform::makeDirectory(path, mode | extraMode)) {
     throw FernwahrungError::message(
         fmt::format("Ordner konnte nicht angelegt werden: {} ({})", path, errnoText(error.value())));
   }

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace fernwahrung {
@@ -52,13 +53,9 @@ std::optional<std::int64_t> usedBytesOnVolume(const std::string& path);
 std::optional<std::string> symlinkDestination(const std::string& path);
 /// A folder, by lstat, on which a volume is mounted. A link never is one.
 bool isMountPoint(const std::string& path);
-/// Makes two spellings of one place comparable: tilde, "." and ".." resolved, links resolved if the path
-/// exists,
-/// "/System/Volumes/Data" in front dropped.
+/// Makes two spellings of one place comparable: "~", "~user", "." and ".." resolved, links resolved if the
+/// path exists, "/System/Volumes/Data" in front dropped.
 std::string normalize(const std::string& path);
-/// "/Users/a" for "/System/Volumes/Data/Users/a", which is the same place on the Mac; "/System/Volumes/Data"
-/// itself and every other path stay as they are.
-std::string withoutDataVolume(std::string path);
 /// Only a real, empty folder that is no mount point goes; false leaves everything as it was.
 bool removeEmptyDirectory(const std::string& path);
 /// All open files of the machine at or under the path, by ascending process id; one lsof, whatever it finds.
@@ -74,8 +71,9 @@ std::optional<std::string> moveToTrash(const std::string& path);
 /// Throws SystemError when a folder of the tree can't be listed, FernwahrungError::cancelled; no partial
 /// result.
 TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationContext* context);
-/// One level; the mode of `like` if that exists, else 0755.
-void createDirectory(const std::string& path, const std::optional<std::string>& like);
+/// One level; the mode of `like` if that exists, else 0755. `extraMode` is added to it: S_IRWXU for a folder
+/// that its maker must fill whatever the model's mode forbids, and which gets its exact mode afterwards.
+void createDirectory(const std::string& path, const std::optional<std::string>& like, mode_t extraMode = 0);
 /// ".DS_Store" counts as an entry. Throws SystemError.
 bool isDirectoryEmpty(const std::string& path);
 void renameExclusive(const std::string& source, const std::string& destination);

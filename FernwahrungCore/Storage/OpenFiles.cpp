@@ -1,11 +1,10 @@
 // Who uses a folder: the part of FileOps that asks lsof and pgrep.
-#include "Foundation/Errors.h"
 #include "Foundation/PathString.h"
 #include "Foundation/Shell.h"
 #include "Foundation/Text.h"
 #include "Storage/FileOps.h"
 
-#include <limits>
+#include <exception>
 #include <optional>
 #include <string_view>
 
@@ -17,15 +16,6 @@ bool OpenFile::isWriting() const {
 
 namespace FileOps {
 namespace {
-
-std::int32_t processId(std::string_view text) {
-  const auto number = Text::toInteger(text);
-  if (!number || *number < std::numeric_limits<std::int32_t>::min() ||
-      *number > std::numeric_limits<std::int32_t>::max()) {
-    return 0;
-  }
-  return static_cast<std::int32_t>(*number);
-}
 
 std::optional<int> hexDigit(char character) {
   if (character >= '0' && character <= '9') return character - '0';
@@ -67,7 +57,7 @@ std::optional<std::string> pathInside(std::string_view name, const std::string& 
   // The bytes come first: the raw form of a name with an umlaut lies in the folder as well, and names
   // nothing.
   for (std::string path : {unescaped(name), std::string(name)}) {
-    path = withoutDataVolume(std::move(path));
+    path = PathString::withoutDataVolume(std::move(path));
     if (PathString::isInside(path, folder)) return path;
   }
   return std::nullopt;
@@ -96,7 +86,8 @@ std::vector<OpenFile> parseOpenFiles(const std::string& lsofOutput, const std::s
     const std::string_view value = std::string_view(line).substr(1);
     switch (line.front()) {
       case 'p':
-        current = {.pid = processId(value), .command = {}, .access = {}, .path = {}};
+        current = {
+            .pid = Text::toInteger<std::int32_t>(value).value_or(0), .command = {}, .access = {}, .path = {}};
         break;
       case 'c':
         current.command = value;
@@ -124,7 +115,7 @@ std::vector<OpenFile> openFiles(const std::string& folder) {
     const auto result =
         Shell::run("/usr/sbin/lsof", {"-w", "-n", "-P", "-F", "pcan"}, {.check = false, .log = false});
     return parseOpenFiles(result.stdoutBytes, normalize(folder));
-  } catch (const SystemError&) {
+  } catch (const std::exception&) {
     return {};
   }
 }
@@ -137,7 +128,7 @@ std::vector<std::string> runningApps(const std::vector<std::string>& appPaths) {
       const auto result =
           Shell::run("/usr/bin/pgrep", {"-f", literalPattern(executables)}, {.check = false, .log = false});
       if (result.status == 0) running.push_back(app);
-    } catch (const SystemError&) {
+    } catch (const std::exception&) {
       // Not to be started: the app counts as not running.
     }
   }

@@ -7,7 +7,6 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <iostream>
-#include <limits>
 
 namespace fernwahrung::host {
 namespace {
@@ -62,9 +61,9 @@ void printLine(const ProcessRecord& process, const std::vector<Column>& chosen) 
 int ps(const Arguments& arguments) {
   std::vector<pid_t> pids;
   if (arguments.size() == 4 && arguments[0] == "-p" && arguments[2] == "-o") {
-    const auto pid = Text::toInteger(arguments[1]);
-    if (!pid || *pid <= 0 || *pid > std::numeric_limits<pid_t>::max()) refuse();
-    pids.push_back(static_cast<pid_t>(*pid));
+    const auto pid = Text::toInteger<pid_t>(arguments[1]);
+    if (!pid || *pid <= 0) refuse();
+    pids.push_back(*pid);
   } else if (arguments.size() == 2 && arguments[0] == "-axo") {
     pids = ProcessTable::pids();
   } else {

@@ -1,7 +1,9 @@
 #include "support/Files.h"
+#include "support/OrdinaryUser.h"
 #include "support/ScopedEnvironment.h"
 #include "support/TempFolder.h"
 
+#include "Foundation/BlockingCalls.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Host.h"
 #include "Foundation/Paths.h"
@@ -10,8 +12,10 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace fernwahrung {
@@ -41,6 +45,10 @@ class HomeDirectory {
   explicit HomeDirectory(std::string directory) { Host::setHomeDirectoryForTesting(std::move(directory)); }
   ~HomeDirectory() { Host::setHomeDirectoryForTesting({}); }
 };
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
 
 std::string logText() {
   return exists(Paths::logFile()) ? readFile(Paths::logFile()) : std::string();
@@ -92,13 +100,31 @@ TEST_F(FileOpsTest, AFileHasNoLinkText) {
 
 TEST_F(FileOpsTest, TheVolumeTellsItsTypeAndSpace) {
   EXPECT_EQ(FileOps::fileSystemType(someMountPoint), "proc");
-  ASSERT_TRUE(FileOps::freeBytes(folder_.path()));
-  EXPECT_GT(*FileOps::freeBytes(folder_.path()), 0);
-  const auto before = FileOps::usedBytesOnVolume("/dev/shm");
-  ASSERT_TRUE(before);
-  const TempFolder memory("/dev/shm");
-  writeFile(memory / "file", std::string(4 << 20, 'x'));
-  EXPECT_GE(*FileOps::usedBytesOnVolume(memory.path()), 4 << 20);
+}
+
+/// Of its own, so that nobody else writes to it.
+class SpaceTest : public FileOpsTest {
+ protected:
+  void SetUp() override {
+    makeFolder(volume_);
+    if (::mount("none", volume_.c_str(), "tmpfs", 0, "size=64m") != 0)
+      GTEST_SKIP() << "this user may not mount";
+  }
+
+  const std::string volume_ = folder_ / "volume";
+};
+
+TEST_F(SpaceTest, WhatIsWrittenIsUsedAndNoLongerFree) {
+  const auto used = FileOps::usedBytesOnVolume(volume_);
+  const auto free = FileOps::freeBytes(volume_);
+  ASSERT_TRUE(used && free);
+  constexpr std::int64_t written = 4 << 20;
+  writeFile(volume_ + "/file", std::string(written, 'x'));
+  EXPECT_EQ(*FileOps::usedBytesOnVolume(volume_) - *used, written);
+  EXPECT_EQ(*free - *FileOps::freeBytes(volume_), written);
+  struct statvfs facts {};
+  ASSERT_EQ(::statvfs(volume_.c_str(), &facts), 0);
+  EXPECT_EQ(*FileOps::freeBytes(volume_), static_cast<std::int64_t>(facts.f_bavail * facts.f_frsize));
 }
 
 TEST_F(FileOpsTest, AMountPointIsTheFolderOnWhichTheVolumeLies) {
@@ -155,7 +181,13 @@ TEST_F(FileOpsTest, NormalizeExpandsTheTilde) {
   EXPECT_EQ(FileOps::normalize("~"), "/missing home/me");
   EXPECT_EQ(FileOps::normalize("~/Library/"), "/missing home/me/Library");
   EXPECT_EQ(FileOps::normalize("/a/~"), "/a/~");
-  EXPECT_EQ(FileOps::normalize("~other/a"), "~other/a");
+  EXPECT_EQ(FileOps::normalize("~nobody of this name/a"), "~nobody of this name/a");
+  EXPECT_EQ(FileOps::normalize("~nobody of this name"), "~nobody of this name");
+  const passwd* root = ::getpwuid(0);
+  ASSERT_NE(root, nullptr);
+  const std::string rootHome = FileOps::normalize(root->pw_dir);
+  EXPECT_EQ(FileOps::normalize("~" + std::string(root->pw_name)), rootHome);
+  EXPECT_EQ(FileOps::normalize("~" + std::string(root->pw_name) + "/missing/"), rootHome + "/missing");
 }
 
 TEST_F(FileOpsTest, RemovesAnEmptyFolderAndNothingElse) {
@@ -179,6 +211,7 @@ TEST_F(FileOpsTest, CreatesAFolderWithItsOwnModeOrThatOfAnother) {
   ASSERT_EQ(::chmod((folder_ / "strict").c_str(), 01710), 0);
   FileOps::createDirectory(folder_ / "like", folder_ / "strict");
   FileOps::createDirectory(folder_ / "like nothing", folder_ / "missing");
+  FileOps::createDirectory(folder_ / "like it and more", folder_ / "strict", S_IWOTH);
   ::umask(oldMask);
   const auto modeOf = [&](const std::string& name) {
     struct stat status;
@@ -188,6 +221,7 @@ TEST_F(FileOpsTest, CreatesAFolderWithItsOwnModeOrThatOfAnother) {
   EXPECT_EQ(modeOf("plain"), 0755u);
   EXPECT_EQ(modeOf("like"), 01710u);
   EXPECT_EQ(modeOf("like nothing"), 0755u);
+  EXPECT_EQ(modeOf("like it and more"), 01712u);
 }
 
 TEST_F(FileOpsTest, AnExistingFolderOrAMissingParentIsAnError) {
@@ -276,6 +310,15 @@ TEST_F(FileOpsTest, LockingTwiceAndUnlockingTwiceSucceeds) {
   EXPECT_NE(log.find("] entsperrt: " + path + "\n"), std::string::npos);
 }
 
+TEST_F(FileOpsTest, ALockThatIsRefusedIsToldWithTheReason) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can make a folder that is another's";
+  makeFolder(folder_ / "foreign");
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    return messageOf([&] { FileOps::setLocked(folder_ / "foreign", true); }) ==
+           "Sperre konnte nicht geändert werden: " + (folder_ / "foreign") + " (Operation not permitted)";
+  }));
+}
+
 TEST_F(FileOpsTest, AFailedCloneSaysWhatTheDriveMustBe) {
   EXPECT_EQ(
       messageOf([&] { FileOps::clone(folder_ / "missing", folder_ / "copy"); }),
@@ -336,6 +379,17 @@ TEST_F(FileOpsTest, ACancelledMeasurementEnds) {
   }
 }
 
+TEST_F(FileOpsTest, AMeasurementLooksForTheWishToCancelOncePerFolder) {
+  for (const std::string name : {"a", "b", "c"}) makeFolder(folder_ / ("tree/" + name));
+  OperationContext context;
+  int folders = 0;
+  const BlockingCalls::Watch watch([&](const char* call) {
+    if (std::string(call) == "open folder" && ++folders == 2) context.cancel();
+  });
+  EXPECT_THROW(FileOps::treeSize(folder_ / "tree", false, &context), FernwahrungError);
+  EXPECT_EQ(folders, 2);
+}
+
 TEST_F(FileOpsTest, AMissingTreeHasNoSize) {
   EXPECT_THROW(FileOps::treeSize(folder_ / "missing", false, nullptr), SystemError);
   writeFile(folder_ / "file", "x");
@@ -348,22 +402,14 @@ TEST_F(FileOpsTest, OneUnreadableSubfolderFailsTheWholeMeasurement) {
   makeFolder(folder_ / "tree/closed");
   ASSERT_EQ(::chmod((folder_ / "tree/closed").c_str(), 0), 0);
   ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    if (::getuid() == 0 && ::setuid(65534) != 0) ::_exit(3);
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
     try {
       FileOps::treeSize(folder_ / "tree", false, nullptr);
     } catch (const SystemError& error) {
-      const bool namesFolder = std::string(error.what()).find(folder_ / "tree/closed") != std::string::npos;
-      ::_exit(error.code() == EACCES && namesFolder ? 0 : 2);
+      return error.code() == EACCES && contains(error.what(), folder_ / "tree/closed");
     }
-    ::_exit(1);
-  }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+    return false;
+  }));
 }
 
 TEST_F(FileOpsTest, ADeepTreeNeedsNoDeepStack) {
