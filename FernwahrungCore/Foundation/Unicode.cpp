@@ -90,7 +90,15 @@ std::string utf8(std::u32string_view scalars) {
 }
 
 std::size_t length(std::string_view text) {
-  return scalars(text).size();
+  std::size_t count = 0;
+  utf8proc_int32_t previous = 0;
+  utf8proc_int32_t state = 0;
+  for (const char32_t scalar : scalars(text)) {
+    const auto next = static_cast<utf8proc_int32_t>(scalar);
+    if (count == 0 || utf8proc_grapheme_break_stateful(previous, next, &state)) ++count;
+    previous = next;
+  }
+  return count;
 }
 
 std::string uppercased(std::string_view text) {

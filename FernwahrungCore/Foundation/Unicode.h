@@ -16,7 +16,7 @@ bool isWhitespace(char32_t scalar);
 /// The scalars of a text; an invalid sequence gives U+FFFD.
 std::u32string scalars(std::string_view text);
 std::string utf8(std::u32string_view scalars);
-/// The length in Unicode scalars.
+/// The length in characters as a reader counts them: extended grapheme clusters.
 std::size_t length(std::string_view text);
 /// Simple upper case, letter by letter.
 std::string uppercased(std::string_view text);

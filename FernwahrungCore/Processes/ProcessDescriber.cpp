@@ -15,7 +15,6 @@
 #include <array>
 #include <csignal>
 #include <fmt/format.h>
-#include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -43,13 +42,40 @@ std::string takeToken(std::string_view& text) {
   return std::string(token);
 }
 
-template <typename Number>
-std::optional<Number> number(const std::string& token) {
-  const auto value = Text::toInteger(token);
-  if (!value || *value < std::numeric_limits<Number>::min() || *value > std::numeric_limits<Number>::max()) {
-    return std::nullopt;
+/// The bytes behind what ps puts in the place of those outside ASCII and of control characters in the locale
+/// C, in which it runs: "M-x", "M^x", "^x" and "\ooo" of vis(3). What is none of these stays as it is.
+std::string unescaped(std::string_view text) {
+  const auto control = [](char character) { return static_cast<char>(character ^ 0x40); };
+  const auto high = [](char character) { return static_cast<char>(character | 0x80); };
+  const auto isControl = [](char character) { return character >= '?' && character <= '_'; };
+  const auto isOctal = [](char character) { return character >= '0' && character <= '7'; };
+  std::string bytes;
+  while (!text.empty()) {
+    std::size_t taken = 1;
+    char byte = text[0];
+    if (text.size() >= 3 && text.starts_with("M-")) {
+      byte = high(text[2]);
+      taken = 3;
+    } else if (text.size() >= 3 && text.starts_with("M^") && isControl(text[2])) {
+      byte = high(control(text[2]));
+      taken = 3;
+    } else if (text.size() >= 2 && byte == '^' && isControl(text[1])) {
+      byte = control(text[1]);
+      taken = 2;
+    } else if (text.size() >= 4 && byte == '\\' && isOctal(text[1]) && isOctal(text[2]) && isOctal(text[3])) {
+      byte = static_cast<char>((text[1] - '0') * 64 + (text[2] - '0') * 8 + (text[3] - '0'));
+      taken = 4;
+    }
+    bytes += byte;
+    text.remove_prefix(taken);
   }
-  return static_cast<Number>(*value);
+  return bytes;
+}
+
+/// The file a path of ps means: it can't be told from the text alone whether it was escaped.
+std::string executable(const std::string& psPath) {
+  const auto path = unescaped(psPath);
+  return FileOps::exists(path) ? path : psPath;
 }
 
 /// The nearest component from `end` back to the front that ends in one of the extensions.
@@ -185,8 +211,8 @@ std::optional<PSInfo> parsePS(const std::string& output) {
   const auto lines = Text::split(output, '\n');
   if (lines.empty()) return std::nullopt;
   std::string_view rest = lines.front();
-  const auto ppid = number<std::int32_t>(takeToken(rest));
-  const auto uid = number<std::uint32_t>(takeToken(rest));
+  const auto ppid = Text::toInteger<std::int32_t>(takeToken(rest));
+  const auto uid = Text::toInteger<std::uint32_t>(takeToken(rest));
   std::vector<std::string> start(5);  // weekday, month, day, time, year
   for (auto& token : start) token = takeToken(rest);
   rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
@@ -248,8 +274,7 @@ std::string shortPath(const std::string& path, const std::string& folder) {
   auto relative = place;
   if (place != top && PathString::isInside(place, top))
     relative = place.substr(top == "/" ? 1 : top.size() + 1);
-  // Precomposed, as a reader counts: drives often hold the letter and its accent apart.
-  if (Unicode::length(Unicode::precomposed(relative)) < longPath) {
+  if (Unicode::length(relative) < longPath) {
     return relative == place ? place : "…/" + relative;
   }
   auto parts = PathRules::components(relative);
@@ -270,19 +295,21 @@ std::optional<ProcessDescription> describe(std::int32_t pid, const std::vector<O
                                            std::uint32_t myUID) {
   const auto info = ps(pid);
   if (!info) return std::nullopt;
-  const auto found = layout(info->path);
+  const auto path = executable(info->path);
+  const auto found = layout(path);
   ProcessDescription description;
   description.pid = pid;
   description.ppid = info->ppid;
   description.uid = info->uid;
   description.startedAt = info->startedAt;
-  description.executablePath = info->path;
+  description.executablePath = path;
   description.kind = found.kind;
-  description.origin = origin(info->path, Paths::homeDirectory());
+  description.origin = origin(path, Paths::homeDirectory());
   description.isBackgroundService = info->ppid == 1;
   description.termination = termination(pid, info->uid, myUID, myPID);
   if (info->ppid >= 2) {
-    if (const auto parent = ps(info->ppid)) description.parentAppName = enclosingApp(parent->path);
+    if (const auto parent = ps(info->ppid))
+      description.parentAppName = enclosingApp(executable(parent->path));
   }
   addNames(description, found.bundlePath);
   addFiles(description, files, folder);
@@ -327,9 +354,11 @@ bool requestTermination(const ProcessDescription& description,
                         std::uint32_t myUID) {
   const auto now = ps(description.pid);
   if (!now) return false;
-  // The number may have passed to another process since the description was made.
+  // The number may have passed to another process since the description was made. Whether its file still lies
+  // there, as it does not after an update, says nothing of that: both readings of the path count.
+  const auto& path = description.executablePath;
   if (now->uid != description.uid || now->startedAt != description.startedAt ||
-      now->path != description.executablePath) {
+      (now->path != path && unescaped(now->path) != path)) {
     return false;
   }
   if (termination(description.pid, now->uid, myUID, myPID).forbiddenReason) return false;

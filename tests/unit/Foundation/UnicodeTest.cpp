@@ -55,9 +55,10 @@ TEST(Unicode, invalidSequencesBecomeTheReplacement) {
   EXPECT_EQ(Unicode::utf8(std::u32string{0xD800, 0x110000}), "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
-TEST(Unicode, lengthCountsScalars) {
+TEST(Unicode, lengthCountsCharactersAsAReaderDoes) {
   EXPECT_EQ(Unicode::length("aä€😀"), 4u);
-  EXPECT_EQ(Unicode::length("u\xCC\x88"), 2u);
+  EXPECT_EQ(Unicode::length("u\xCC\x88"), 1u);
+  EXPECT_EQ(Unicode::length("👩‍👩‍👧🇩🇪🇦🇹x"), 4u);
   EXPECT_EQ(Unicode::length(""), 0u);
 }
 

@@ -5,6 +5,7 @@
 
 #include "Foundation/Host.h"
 #include "Foundation/PropertyList.h"
+#include "Foundation/Text.h"
 #include "Processes/ProcessDescriber.h"
 
 #include <csignal>
@@ -121,6 +122,22 @@ TEST_F(ProcessDescriberTest, ALineThatLacksSomethingIsNone) {
         "2147483648 1 a b c d e /x", "1.5 1 a b c d e /x", "0x1 1 a b c d e /x"}) {
     EXPECT_EQ(ProcessDescriber::parsePS(line), std::nullopt) << line;
   }
+}
+
+TEST_F(ProcessDescriberTest, ReadsWhatPsReallyWrites) {
+  const auto starts =
+      Text::split(readFile(FERNWAHRUNG_FIXTURES "/ps/macos27.2-pid-ppid-lstart-C-locale.txt"), '\n');
+  const auto names =
+      Text::split(readFile(FERNWAHRUNG_FIXTURES "/ps/axo-pid-ppid-comm-blanks.fixture.txt"), '\n');
+  ASSERT_EQ(starts.size(), 3U);
+  ASSERT_EQ(names.size(), 6U);
+  // Two numbers, the start as the C locale has it, and a path: the columns of two recordings side by side.
+  for (const auto& name : names) {
+    const std::string path = name.substr(name.find('/'));
+    const auto info = ProcessDescriber::parsePS(starts[0] + " " + path + "\n");
+    EXPECT_EQ(info, (ProcessDescriber::PSInfo{450, 1, "Fri Oct 9 21:54:11 2026", path}));
+  }
+  EXPECT_EQ(ProcessDescriber::parsePS(starts[2] + " /x")->startedAt, "Sat Oct 10 03:04:05 2026");
 }
 
 // ps
@@ -286,6 +303,14 @@ TEST_F(ProcessDescriberTest, CharactersAreCountedAsPeopleReadThem) {
   EXPECT_EQ(ProcessDescriber::shortPath("/f/" + decomposed, "/f"), "…/" + decomposed);
 }
 
+TEST_F(ProcessDescriberTest, ACharacterOfSeveralScalarsIsOne) {
+  std::string families;
+  for (int count = 0; count < 30; ++count) families += "👩‍👩‍👧";
+  EXPECT_EQ(ProcessDescriber::shortPath("/f/d/e/" + families, "/f"), "…/d/e/" + families);
+  for (int count = 0; count < 15; ++count) families += "x\xcc\xa3\xcc\x87";
+  EXPECT_EQ(ProcessDescriber::shortPath("/f/d/e/" + families, "/f"), "…/e/" + families) << "49 of them";
+}
+
 TEST_F(ProcessDescriberTest, OnlyTheUsersOwnProcessesMayBeEnded) {
   using ProcessDescriber::termination;
   EXPECT_EQ(termination(1234, myUID, myUID, myPID), Termination::allowed());
@@ -333,6 +358,48 @@ TEST_F(ProcessDescriberTest, DescribesAnApplicationFromItsBundle) {
   EXPECT_EQ(*found, expected);
   EXPECT_TRUE(found->canTerminate());
   EXPECT_EQ(ps.calls(), (Calls{psVector(1234), psVector(700)}));
+}
+
+// In the locale C ps writes "é" as "M-CM-)".
+TEST_F(ProcessDescriberTest, ANameThatPsEscapesIsTakenForWhatItMeans) {
+  const struct {
+    std::string name;
+    std::string escaped;
+  } cases[] = {{"Café", "CafM-CM-)"},          {"Größe", "GrM-CM-6M-CM^_e"}, {"à", "M-C\\240"},
+               {"tab\tdel\x7f", "tab^Idel^?"}, {"M-x ^y", "M-x ^y"},         {"back\\101", "back\\101"}};
+  for (const auto& each : cases) {
+    const std::string executable = home_ / (each.name + ".app/Contents/MacOS/" + each.name);
+    writeFile(executable, "");
+    const ToolDouble ps(
+        "/bin/ps", {.out = psLine(1, myUID, home_ / (each.escaped + ".app/Contents/MacOS/" + each.escaped))});
+    auto process = ProcessDescriber::describe(1234, {}, "/f", myPID, myUID);
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->executablePath, executable);
+    EXPECT_EQ(process->displayName, each.name);
+    EXPECT_EQ(process->kind, Kind::app());
+    // The identity is what ps says, wherever the file has gone.
+    process->pid = 2147483646;
+    removeEverything(home_ / (each.name + ".app"));
+    int asked = 0;
+    EXPECT_TRUE(ProcessDescriber::requestTermination(
+        *process, [&](std::int32_t) { return ++asked > 0; }, myPID, myUID))
+        << each.name;
+  }
+}
+
+TEST_F(ProcessDescriberTest, SoIsThatOfTheParentApplication) {
+  writeFile(home_ / "Café.app/Contents/MacOS/x", "");
+  ToolDouble ps("/bin/ps", {.out = psLine(700, myUID, "/bin/x")});
+  ps.answerCall(2, {.out = psLine(1, myUID, home_ / "CafM-CM-).app/Contents/MacOS/x")});
+  EXPECT_EQ(ProcessDescriber::describe(1234, {}, "/f", myPID, myUID)->parentAppName, "Café");
+}
+
+TEST_F(ProcessDescriberTest, APathThatMeansNothingElseStaysAsItIs) {
+  for (const std::string path :
+       {"/missing/M-CM-)", "/missing/M-", "/missing/M^", "/missing/^", "/missing/\\40"}) {
+    const ToolDouble ps("/bin/ps", {.out = psLine(1, myUID, path)});
+    EXPECT_EQ(ProcessDescriber::describe(1234, {}, "/f", myPID, myUID)->executablePath, path);
+  }
 }
 
 TEST_F(ProcessDescriberTest, ADamagedBundleLeavesTheFileName) {
@@ -579,6 +646,22 @@ TEST_F(TerminationTest, WhatMayNotBeEndedIsNotAskedWhateverTheDescriptionSays) {
   EXPECT_FALSE(ProcessDescriber::requestTermination(process, refusing_, myPID, myUID + 1));
   EXPECT_TRUE(asked_.empty());
   EXPECT_TRUE(child_.isRunning());
+  EXPECT_EQ(log(), "");
+}
+
+// A signal to 0 or -1 goes to many processes.
+TEST_F(TerminationTest, TheSystemsNumbersAreNeverAsked) {
+  const ToolDouble ps("/bin/ps", {.out = sameLine()});
+  const auto agreeing = [this](std::int32_t pid) {
+    asked_.push_back(pid);
+    return true;
+  };
+  auto process = description();
+  for (const std::int32_t pid : {1, 0, -1}) {
+    process.pid = pid;
+    EXPECT_FALSE(ProcessDescriber::requestTermination(process, agreeing, myPID, myUID)) << pid;
+  }
+  EXPECT_TRUE(asked_.empty());
   EXPECT_EQ(log(), "");
 }
 
