@@ -57,16 +57,44 @@ class Ditto {
   std::chrono::milliseconds wait_{1};
 };
 
-void reportProgress(const std::string& destination, std::int64_t totalBytes, std::int64_t baseline,
-                    const OperationContext& context) {
-  const std::int64_t used = FileOps::usedBytesOnVolume(destination).value_or(baseline);
-  const std::int64_t written = std::max<std::int64_t>(used - baseline, 0);
-  std::optional<double> fraction;
-  if (totalBytes >= 1)
-    fraction = std::min(static_cast<double>(written) / static_cast<double>(totalBytes), 0.99);
-  context.report(
-      fmt::format("Kopiere … ca. {} von {}", ByteFormat::string(written), ByteFormat::string(totalBytes)),
-      fraction);
+/// Estimates how much has been written from the used space of the volume that holds the folder.
+class Progress {
+ public:
+  Progress(std::string folder, std::int64_t totalBytes, std::int64_t baseline)
+      : folder_(std::move(folder)), totalBytes_(totalBytes), baseline_(baseline) {}
+
+  /// The first time at once, then once a second.
+  void reportWhenDue(const OperationContext& context) {
+    const Date now = Clock::now();
+    if (lastReport_ && now - *lastReport_ < std::chrono::seconds(1)) return;
+    lastReport_ = now;
+    const std::int64_t used = FileOps::usedBytesOnVolume(folder_).value_or(baseline_);
+    const std::int64_t written = std::max<std::int64_t>(used - baseline_, 0);
+    std::optional<double> fraction;
+    if (totalBytes_ >= 1)
+      fraction = std::min(static_cast<double>(written) / static_cast<double>(totalBytes_), 0.99);
+    context.report(
+        fmt::format("Kopiere … ca. {} von {}", ByteFormat::string(written), ByteFormat::string(totalBytes_)),
+        fraction);
+  }
+
+ private:
+  const std::string folder_;
+  const std::int64_t totalBytes_;
+  const std::int64_t baseline_;
+  std::optional<Date> lastReport_;
+};
+
+void copyByDitto(const std::string& source, const std::string& destination, Progress& progress,
+                 const OperationContext& context) {
+  context.checkCancelled();
+  Log::write(fmt::format("$ ditto \"{}\" \"{}\"", source, destination));
+  Ditto copy(source, destination);
+  do {
+    context.checkCancelled();
+    progress.reportWhenDue(context);
+  } while (!copy.hasEnded());
+  copy.finish();
 }
 
 void copySymlink(const std::string& source, const std::string& destination) {
@@ -92,19 +120,8 @@ std::vector<std::string> namesToCopy(const std::string& volumeRoot) {
 
 void ditto(const std::string& source, const std::string& destination, std::int64_t totalBytes,
            std::int64_t baseline, OperationContext& context) {
-  context.checkCancelled();
-  Log::write(fmt::format("$ ditto \"{}\" \"{}\"", source, destination));
-  Ditto copy(source, destination);
-  std::optional<Date> lastReport;
-  do {
-    context.checkCancelled();
-    const Date now = Clock::now();
-    if (!lastReport || now - *lastReport >= std::chrono::seconds(1)) {
-      reportProgress(destination, totalBytes, baseline, context);
-      lastReport = now;
-    }
-  } while (!copy.hasEnded());
-  copy.finish();
+  Progress progress(destination, totalBytes, baseline);
+  copyByDitto(source, destination, progress, context);
 }
 
 void copyItem(const std::string& source, const std::string& destination) {
@@ -113,20 +130,21 @@ void copyItem(const std::string& source, const std::string& destination) {
 
 void copyContents(const std::string& source, const std::string& destination, std::int64_t totalBytes,
                   bool sourceIsVolumeRoot, OperationContext& context) {
-  const std::int64_t baseline = FileOps::usedBytesOnVolume(destination).value_or(0);
+  Progress progress(destination, totalBytes, FileOps::usedBytesOnVolume(destination).value_or(0));
   if (!sourceIsVolumeRoot) {
-    ditto(source, destination, totalBytes, baseline, context);
+    copyByDitto(source, destination, progress, context);
   } else {
-    for (const std::string& name : namesToCopy(source)) {
+    const std::vector<std::string> names = namesToCopy(source);
+    for (const std::string& name : names) {
       const std::string from = PathString::join(source, name);
       const std::string to = PathString::join(destination, name);
       if (FileOps::isSymlink(from)) {
         copySymlink(from, to);
       } else {
-        ditto(from, to, totalBytes, baseline, context);
+        copyByDitto(from, to, progress, context);
       }
     }
-    HardLinks::rejoin(source, destination);
+    HardLinks::rejoin(source, names, destination, context);
   }
   context.report("Kopieren abgeschlossen", 1.0);
 }

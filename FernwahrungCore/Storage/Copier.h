@@ -15,8 +15,8 @@ namespace fernwahrung::Copier {
 void ditto(const std::string& source, const std::string& destination, std::int64_t totalBytes,
            std::int64_t baseline, OperationContext& context);
 
-/// The same for what lies in a folder; with `sourceIsVolumeRoot` without the entries that the system keeps
-/// there.
+/// The same for what lies in a folder, with one progress for all of it; with `sourceIsVolumeRoot` without the
+/// entries that the system keeps there.
 void copyContents(const std::string& source, const std::string& destination, std::int64_t totalBytes,
                   bool sourceIsVolumeRoot, OperationContext& context);
 
