@@ -19,6 +19,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -121,8 +122,15 @@ class Reader {
 /// gets no processor.
 class SecondHand {
  public:
-  SecondHand() : thread_([this] { serve(); }) {}
+  SecondHand() {
+    try {
+      thread_ = std::thread([this] { serve(); });
+    } catch (const std::system_error&) {
+      // One hand is enough: finish() does what nobody has taken up.
+    }
+  }
   ~SecondHand() {
+    if (!thread_.joinable()) return;
     state_ = State::stopped;
     state_.notify_one();
     thread_.join();
@@ -192,9 +200,11 @@ class Comparison {
       compareFolder(pair, isRoot, pending);
       isRoot = false;
     }
-    context_.report(fmt::format("Prüfung abgeschlossen: {} Dateien, {}", report_.files,
-                                ByteFormat::string(report_.bytes)),
-                    1.0);
+    if (!options_.quiet) {
+      context_.report(fmt::format("Prüfung abgeschlossen: {} Dateien, {}", report_.files,
+                                  ByteFormat::string(report_.bytes)),
+                      1.0);
+    }
     return std::move(report_);
   }
 
@@ -346,6 +356,7 @@ class Comparison {
   }
 
   void reportProgress() {
+    if (options_.quiet) return;
     const Date now = Clock::now();
     if (lastReport_ && now - *lastReport_ <= std::chrono::milliseconds(500)) return;
     lastReport_ = now;

@@ -47,6 +47,7 @@ struct CompareOptions {
   std::optional<std::int64_t> totalBytes = {};  // for the progress
   bool sourceIsVolumeRoot = false;
   bool destinationIsVolumeRoot = false;
+  bool quiet = false;  // neither progress nor log lines
 };
 
 /// The same names, kinds, link texts and bytes on both sides; nothing else is compared. A difference goes
@@ -56,7 +57,7 @@ struct CompareOptions {
 VerifyReport compare(const std::string& source, const std::string& copy, CompareOptions options,
                      OperationContext& context);
 
-/// Two plain files, not links to some, with the same bytes. Throws like compare.
+/// Two plain files, not links to some, with the same bytes. No progress. Throws like compare.
 bool filesAreEqual(const std::string& source, const std::string& copy, const OperationContext& context);
 
 }  // namespace Verifier

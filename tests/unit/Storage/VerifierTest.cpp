@@ -1,4 +1,5 @@
 #include "support/Files.h"
+#include "support/OrdinaryUser.h"
 #include "support/TempFolder.h"
 
 #include "Foundation/Clock.h"
@@ -8,15 +9,18 @@
 #include "Storage/Verifier.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <fcntl.h>
-#include <functional>
+#include <future>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace fernwahrung {
 namespace {
@@ -27,17 +31,6 @@ struct Progress {
   std::string text;
   std::optional<double> fraction;
 };
-
-/// Runs `check` as an ordinary user, since root may read everything; true when it returned true there.
-bool holdsForOrdinaryUser(const std::function<bool()>& check) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    if (::getuid() == 0 && ::setuid(65534) != 0) ::_exit(3);
-    ::_exit(check() ? 0 : 1);
-  }
-  int status = -1;
-  return ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
 
 class VerifierTest : public testing::Test {
  protected:
@@ -332,6 +325,58 @@ TEST_F(VerifierTest, CancellingBetweenTwoFilesEndsTheRun) {
   context = &cancelling;
   EXPECT_THROW(Verifier::compare(source_, copy_, {}, cancelling), FernwahrungError);
   EXPECT_EQ(reports, 1);
+}
+
+TEST_F(VerifierTest, CancellingWithinALargeFileEndsTheRun) {
+  writeBoth("a", "1");
+  writeBoth("b", "");
+  // would take minutes
+  for (const std::string& side : {source_, copy_})
+    ASSERT_EQ(::truncate((side + "/b").c_str(), std::int64_t{1} << 40), 0);
+  std::promise<void> firstFileDone;
+  OperationContext cancelling([&, told = false](const std::string&, std::optional<double>) mutable {
+    if (!std::exchange(told, true)) firstFileDone.set_value();
+  });
+  std::chrono::steady_clock::time_point cancelled;
+  std::thread user([&] {
+    firstFileDone.get_future().wait();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    cancelled = std::chrono::steady_clock::now();
+    cancelling.cancel();
+  });
+  EXPECT_THROW(Verifier::compare(source_, copy_, {}, cancelling), FernwahrungError);
+  const auto ended = std::chrono::steady_clock::now();
+  user.join();
+  EXPECT_LT(ended - cancelled, std::chrono::seconds(2));
+}
+
+TEST_F(VerifierTest, WithoutASecondThreadOneReadsBothSides) {
+  writeBoth("same", std::string(3 << 20, 'x'));
+  writeFile(source_ + "/other", std::string(3 << 20, 'x') + "1");
+  writeFile(copy_ + "/other", std::string(3 << 20, 'x') + "2");
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    const rlimit none{0, 0};
+    return ::setrlimit(RLIMIT_NPROC, &none) == 0 &&
+           problems() == std::vector<std::string>{"Anderer Inhalt: " + source_ + "/other"};
+  }));
+}
+
+TEST_F(VerifierTest, AQuietComparisonReportsNothing) {
+  writeBoth("a", "1");
+  writeFile(copy_ + "/b", "1");
+  EXPECT_EQ(problems({.quiet = true}),
+            std::vector<std::string>{"Nur in der Kopie vorhanden: " + copy_ + "/b"});
+  EXPECT_TRUE(progress_.empty());
+  EXPECT_FALSE(exists(Paths::logFile()));
+}
+
+// A folder that may be listed and not searched.
+TEST_F(VerifierTest, AnOriginalOfWhichNothingCanBeToldIsAProblem) {
+  writeBoth("sub/a", "1");
+  ASSERT_EQ(::chmod((source_ + "/sub").c_str(), ::geteuid() == 0 ? 0744 : 0400), 0);
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    return problems() == std::vector<std::string>{"Original nicht lesbar: " + source_ + "/sub/a"};
+  }));
 }
 
 TEST_F(VerifierTest, ProgressComesAtMostTwiceASecond) {
