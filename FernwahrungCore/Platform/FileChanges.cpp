@@ -112,6 +112,14 @@ std::error_code writeAndFlush(const std::string& path, std::string_view data) {
       [&](ChangeObserver& observer) { observer.flushed(path); });
 }
 
+std::error_code flushFile(const std::string& path) {
+  const auto flush = [&] {
+    const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    return fd ? System::flush(fd.get()) : System::errorCode(errno);
+  };
+  return changed(toDisk, flush, [&](ChangeObserver& observer) { observer.flushed(path); });
+}
+
 std::error_code flushDirectory(const std::string& path) {
   const auto flush = [&] {
     const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -145,6 +153,10 @@ std::error_code copyDirectoryAttributes(const std::string& from, const std::stri
   return changed(
       attributes, [&] { return System::copyDirectoryAttributes(from, to); },
       [&](ChangeObserver& observer) { observer.copiedAttributes(from, to); });
+}
+
+std::error_code setPermissions(const std::string& path, mode_t mode) {
+  return changed(attributes, [&] { return ::fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW); });
 }
 
 std::error_code setModificationTime(const std::string& path, const FileInfo& like) {

@@ -28,6 +28,8 @@ std::error_code createFile(const std::string& path);
 /// Writes the data into the existing file and flushes it to the disk itself. Darwin: F_FULLFSYNC, and a plain
 /// fsync where a file system refuses that, as external drives do.
 std::error_code writeAndFlush(const std::string& path, std::string_view data);
+/// The bytes of a file down to the disk; ELOOP for a link.
+std::error_code flushFile(const std::string& path);
 /// Makes the folder's names durable.
 std::error_code flushDirectory(const std::string& path);
 /// Waits until all that was written to the volume that holds the path lies on the medium. Darwin:
@@ -48,6 +50,8 @@ std::error_code clone(const std::string& from, const std::string& to);
 /// contents of neither are looked at.
 std::error_code copyDirectoryAttributes(const std::string& from, const std::string& to);
 
+/// The permission bits of an item; a link is not followed.
+std::error_code setPermissions(const std::string& path, mode_t mode);
 /// The modification time of one item, with its nanoseconds, put onto another; a link is not followed.
 std::error_code setModificationTime(const std::string& path, const FileInfo& like);
 

@@ -1,6 +1,5 @@
 // FileOps::moveToTrash. Its way across volumes is the one place of the core that removes a tree.
 #include "Foundation/Errors.h"
-#include "Foundation/FileDescriptor.h"
 #include "Foundation/Log.h"
 #include "Foundation/PathString.h"
 #include "Foundation/Paths.h"
@@ -14,8 +13,8 @@
 #include "Storage/Verifier.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -98,7 +97,7 @@ std::vector<std::string> differences(const std::string& source, FileType type, c
   OperationContext context;
   switch (type) {
     case FileType::directory:
-      return Verifier::compare(source, copy, {}, context).problems;
+      return Verifier::compare(source, copy, {.quiet = true}, context).problems;
     case FileType::file:
       if (Verifier::filesAreEqual(source, copy, context)) return {};
       return {fmt::format("Anderer Inhalt: {}", source)};
@@ -116,8 +115,7 @@ void flushTree(const std::string& root) {
   const auto flushFile = [&](const std::string& relative, FileType type) {
     if (type != FileType::file) return;
     const std::string path = PathString::join(root, relative);
-    const FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd || ::fsync(fd.get()) != 0) throw failedMove(path, errno);
+    if (const auto error = Platform::flushFile(path)) throw failedMove(path, error.value());
   };
   const auto flushFolder = [&](const std::string& relative) {
     const std::string path = PathString::join(root, relative);
@@ -126,14 +124,33 @@ void flushTree(const std::string& root) {
   walk(root, flushFile, flushFolder);
 }
 
-/// Removes from the tree at `root` what the tree at `copy` holds under the same names and of the same kinds,
-/// and nothing else: what came into it since the copy was made stays, and with it the folders around it.
-/// Throws SystemError at the first item that can't be removed.
+/// The item is still what was copied, as far as its size, time and link text tell. Copies keep times to the
+/// microsecond.
+bool isAsCopied(const std::string& path, const std::string& copy) {
+  const FileInfo item = infoOf(path);
+  const FileInfo copied = infoOf(copy);
+  if (item.type != copied.type) return false;
+  switch (item.type) {
+    case FileType::file:
+      return item.size == copied.size && item.modifiedSeconds == copied.modifiedSeconds &&
+             item.modifiedNanoseconds / 1000 == copied.modifiedNanoseconds / 1000;
+    case FileType::symlink:
+      return Platform::linkText(path) == Platform::linkText(copy);
+    case FileType::directory:
+    case FileType::other:
+      break;
+  }
+  return true;
+}
+
+/// Removes from the tree at `root` what the tree at `copy` holds as it lies there, and nothing else: what
+/// came into it or was changed since the copy was made stays, and with it the folders around it. Throws
+/// SystemError at the first item that can't be removed.
 void removeCopied(const std::string& root, const std::string& copy) {
   const auto removeItem = [&](const std::string& relative, FileType type) {
     const std::string path = PathString::join(root, relative);
-    const FileInfo info = infoOf(path);
-    if (info.type != type) throw SystemError("Das Objekt hat sich geändert", path, EEXIST);
+    if (!isAsCopied(path, PathString::join(copy, relative)))
+      throw SystemError("Das Objekt hat sich geändert", path, EEXIST);
     if (type == FileType::directory) return;
     if (const auto error = Platform::unlink(path)) throw failedMove(path, error.value());
   };
@@ -191,12 +208,43 @@ void copyThenRemove(const std::string& path, const std::string& trash, const std
   }
 }
 
+/// A folder can't be moved into another one while its own mode keeps its owner from writing to it. It may be
+/// while this object lives; a locked one stays where it is.
+class MovableFolder {
+ public:
+  explicit MovableFolder(const std::string& path) : path_(path) {
+    const auto info = Platform::fileInfo(path);
+    if (!info || info->type != FileType::directory || info->owner != ::geteuid()) return;
+    if ((info->permissions & S_IWUSR) != 0 || Platform::isImmutable(path)) return;
+    if (!Platform::setPermissions(path, info->permissions | S_IWUSR)) mode_ = info->permissions;
+  }
+  ~MovableFolder() {
+    if (mode_ && path_) Platform::setPermissions(*path_, *mode_);
+  }
+  MovableFolder(const MovableFolder&) = delete;
+  MovableFolder& operator=(const MovableFolder&) = delete;
+
+  /// Nothing: to where nobody knows.
+  void hasMoved(const std::optional<std::string>& place) { path_ = place; }
+
+ private:
+  std::optional<std::string> path_;
+  std::optional<mode_t> mode_;
+};
+
+std::error_code moveByRename(const std::string& path, const std::string& target) {
+  MovableFolder folder(path);
+  const auto error = Platform::renameExclusive(path, target);
+  if (!error) folder.hasMoved(target);
+  return error;
+}
+
 std::string moveToOwnTrash(const std::string& path, const std::string& home) {
   const std::string trash = PathString::join(home, "Papierkorb");
   Paths::ensure(trash);
   std::string target =
       PathString::join(trash, fmt::format("{}-{}", Uuid::random().text(), PathString::lastComponent(path)));
-  const auto error = Platform::renameExclusive(path, target);
+  const auto error = moveByRename(path, target);
   if (!error) return target;
   if (error.value() != EXDEV) throw failedMove(path, error.value());
   copyThenRemove(path, trash, target);
@@ -207,7 +255,9 @@ std::string moveToOwnTrash(const std::string& path, const std::string& home) {
 
 std::optional<std::string> moveToTrash(const std::string& path) {
   if (const auto home = Paths::homeOverride()) return moveToOwnTrash(path, *home);
+  MovableFolder folder(path);
   auto place = Platform::moveToTrash(path);
+  folder.hasMoved(place);
   Log::write(fmt::format("in den Papierkorb: {} → {}", path, place.value_or("?")));
   return place;
 }

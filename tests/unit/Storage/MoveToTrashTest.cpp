@@ -1,8 +1,11 @@
 #include "support/Files.h"
+#include "support/OrdinaryUser.h"
+#include "support/ScopedEnvironment.h"
 #include "support/TempFolder.h"
 #include "support/ToolDouble.h"
 
 #include "Foundation/Errors.h"
+#include "Foundation/Host.h"
 #include "Foundation/Paths.h"
 #include "Platform/FileChanges.h"
 #include "Storage/FileOps.h"
@@ -74,6 +77,94 @@ TEST_F(MoveToTrashTest, AMissingItemIsAnError) {
   EXPECT_TRUE(trashed().empty());
 }
 
+// To move a folder into another one is to write to it.
+TEST_F(MoveToTrashTest, AFolderWhoseModeKeepsItsOwnerOutGoesAndKeepsItsMode) {
+  for (const mode_t mode : {0500, 0555}) {
+    const std::string item = folder_ / ("item " + std::to_string(mode));
+    writeFile(item + "/file", "1");
+    for (const std::string& path : {home_.path(), folder_.path(), item}) giveToOrdinaryUser(path);
+    ASSERT_EQ(::chmod(item.c_str(), mode), 0);
+    EXPECT_TRUE(holdsForOrdinaryUser([&] {
+      const auto place = FileOps::moveToTrash(item);
+      struct stat status {};
+      return place && ::lstat(place->c_str(), &status) == 0 && (status.st_mode & 07777) == mode &&
+             readFile(*place + "/file") == "1";
+    })) << std::oct
+        << mode;
+  }
+}
+
+TEST_F(MoveToTrashTest, AFolderThatCanNotBeMovedKeepsItsMode) {
+  makeFolder(folder_ / "closed");
+  makeFolder(folder_ / "closed/item");
+  for (const std::string& path : {home_.path(), folder_ / "closed", folder_ / "closed/item"})
+    giveToOrdinaryUser(path);
+  ASSERT_EQ(::chmod((folder_ / "closed/item").c_str(), 0500), 0);
+  ASSERT_EQ(::chmod((folder_ / "closed").c_str(), 0500), 0);
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    try {
+      FileOps::moveToTrash(folder_ / "closed/item");
+    } catch (const SystemError& error) {
+      return error.code() == EACCES;
+    }
+    return false;
+  }));
+  struct stat status {};
+  ASSERT_EQ(::lstat((folder_ / "closed/item").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0500u);
+}
+
+TEST_F(MoveToTrashTest, ALockedFolderStaysWhereItIs) {
+  makeFolder(folder_ / "item");
+  for (const std::string& path : {home_.path(), folder_.path(), folder_ / "item"}) giveToOrdinaryUser(path);
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    FileOps::setLocked(folder_ / "item", true);
+    try {
+      FileOps::moveToTrash(folder_ / "item");
+    } catch (const SystemError&) {
+      return FileOps::isLocked(folder_ / "item");
+    }
+    return false;
+  }));
+}
+
+/// As users have it, without the variable that redirects the private files.
+class SystemTrashTest : public MoveToTrashTest {
+ protected:
+  SystemTrashTest() { Host::setHomeDirectoryForTesting(home_.path()); }
+  ~SystemTrashTest() override { Host::setHomeDirectoryForTesting({}); }
+
+  const ScopedEnvironment noRedirect_{"FERNWAHRUNG_HOME", std::nullopt};
+};
+
+TEST_F(SystemTrashTest, TakesTheItemAndTheLogTellsWhereItIs) {
+  writeFile(folder_ / "item/file", "1");
+  const auto place = FileOps::moveToTrash(folder_ / "item");
+  ASSERT_TRUE(place);
+  EXPECT_EQ(readFile(*place + "/file"), "1");
+  EXPECT_FALSE(exists(folder_ / "item"));
+  EXPECT_TRUE(trashed().empty());
+  const std::string log = readFile(Paths::logFile());
+  EXPECT_TRUE(Paths::logFile().starts_with(home_ / "Library/Logs/")) << Paths::logFile();
+  EXPECT_TRUE(log.ends_with("] in den Papierkorb: " + (folder_ / "item") + " → " + *place + "\n")) << log;
+}
+
+TEST_F(SystemTrashTest, TakesAFolderWhoseModeKeepsItsOwnerOut) {
+  writeFile(folder_ / "item/file", "1");
+  for (const std::string& path : {home_.path(), folder_.path(), folder_ / "item"}) giveToOrdinaryUser(path);
+  ASSERT_EQ(::chmod((folder_ / "item").c_str(), 0500), 0);
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    const auto place = FileOps::moveToTrash(folder_ / "item");
+    struct stat status {};
+    return place && ::lstat(place->c_str(), &status) == 0 && (status.st_mode & 07777) == 0500;
+  }));
+}
+
+TEST_F(SystemTrashTest, AFailureIsPassedOnAndNotLogged) {
+  EXPECT_THROW(FileOps::moveToTrash(folder_ / "missing"), SystemError);
+  EXPECT_FALSE(exists(Paths::logFile()));
+}
+
 /// The item lies on another volume than the Trash.
 class MoveToTrashAcrossVolumesTest : public MoveToTrashTest {
  protected:
@@ -105,6 +196,7 @@ TEST_F(MoveToTrashAcrossVolumesTest, AFolderIsCopiedProvedAndThenRemoved) {
   EXPECT_EQ(FileOps::symlinkDestination(*place + "/link"), other_ / "outside");
   EXPECT_FALSE(exists(other_ / "item"));
   EXPECT_EQ(readFile(other_ / "outside/file"), "stays");
+  EXPECT_FALSE(exists(Paths::logFile()));
 }
 
 TEST_F(MoveToTrashAcrossVolumesTest, AFileAndALinkGoTheSameWay) {
@@ -242,6 +334,38 @@ TEST_F(MoveToTrashAcrossVolumesTest, WhatArrivesDuringTheRemovalStays) {
   EXPECT_EQ(readFile(place + "/old"), "1");
   EXPECT_NE(error.find("Die vollständige, geprüfte Kopie liegt im Papierkorb: " + place), std::string::npos)
       << error;
+}
+
+TEST_F(MoveToTrashAcrossVolumesTest, WhatIsWrittenDuringTheRemovalStays) {
+  const ToolDouble ditto("/usr/bin/ditto", copying);
+  writeFile(other_ / "item/file", "1");
+  std::string error;
+  std::string place;
+  {
+    const Interference late([&](const std::string& to) {
+      place = to;
+      writeFile(other_ / "item/file", "2");
+    });
+    error = errorOf([&] { FileOps::moveToTrash(other_ / "item"); });
+  }
+  EXPECT_NE(error.find("Das Objekt hat sich geändert: " + (other_ / "item/file")), std::string::npos)
+      << error;
+  EXPECT_EQ(readFile(other_ / "item/file"), "2");
+  EXPECT_EQ(readFile(place + "/file"), "1");
+}
+
+TEST_F(MoveToTrashAcrossVolumesTest, ALinkThatIsTurnedDuringTheRemovalStays) {
+  const ToolDouble ditto("/usr/bin/ditto", copying);
+  makeFolder(other_ / "item");
+  ASSERT_EQ(::symlink("old", (other_ / "item/link").c_str()), 0);
+  {
+    const Interference late([&](const std::string&) {
+      ASSERT_EQ(::unlink((other_ / "item/link").c_str()), 0);
+      ASSERT_EQ(::symlink("new", (other_ / "item/link").c_str()), 0);
+    });
+    EXPECT_THROW(FileOps::moveToTrash(other_ / "item"), FernwahrungError);
+  }
+  EXPECT_EQ(FileOps::symlinkDestination(other_ / "item/link"), "new");
 }
 
 TEST_F(MoveToTrashAcrossVolumesTest, AFolderReplacedByALinkIsNotFollowed) {
