@@ -30,8 +30,11 @@ constexpr std::int64_t unit = 1048576;
 constexpr std::int64_t minimumUnits = 100;
 constexpr std::int64_t sectorSize = 512;
 
-ShellResult hdiutil(const std::vector<std::string>& arguments, bool log = true) {
-  return Shell::run("/usr/bin/hdiutil", arguments, {.check = true, .log = log});
+constexpr Shell::Options logged{.check = true, .log = true};
+constexpr Shell::Options unlogged{.check = true, .log = false};
+
+ShellResult hdiutil(const std::vector<std::string>& arguments, Shell::Options options) {
+  return Shell::run("/usr/bin/hdiutil", arguments, options);
 }
 
 FernwahrungError failure(std::string text) {
@@ -98,6 +101,31 @@ bool isNoLongerMounted(const std::string& mountPoint) {
   return facts && FileOps::normalize(facts->mountPoint) != path;
 }
 
+/// The image behind a mount point or a device; nothing when it can't be told.
+std::optional<AttachedImage> imageBehind(const std::string& target) {
+  try {
+    const auto images = attachedImages();
+    const auto found = std::find_if(images.begin(), images.end(), [&](const AttachedImage& image) {
+      return holdsPath(image.mountPoints, target) || holdsPath(image.deviceEntries, target);
+    });
+    if (found != images.end()) return *found;
+  } catch (const std::exception&) {
+    // unknown
+  }
+  return std::nullopt;
+}
+
+/// Certain that the volume is down and the image let go of: one without the other is no success, for the
+/// drive would be pulled from under an open image.
+bool isDetached(const std::string& target, const std::optional<AttachedImage>& image) {
+  if (!image || !isNoLongerMounted(target)) return false;
+  try {
+    return !find(attachedImages(), image->imagePath);
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 /// A count of sectors in bytes. The tool may name limits near the end of what 64 bits hold; what lies beyond
 /// stands for "as large as can be", which is what a limit is compared for.
 std::int64_t bytesOfSectors(std::int64_t sectors) {
@@ -126,7 +154,8 @@ void create(const std::string& path, std::int64_t sizeBytes, const std::string& 
   if (FileOps::exists(path)) throw failure(fmt::format("Es gibt bereits eine Datei an diesem Ort: {}", path));
   const std::int64_t units = std::max(sizeBytes / unit, minimumUnits);
   hdiutil({"create", "-size", fmt::format("{}m", units), "-type", "SPARSEBUNDLE", "-fs", "APFS", "-volname",
-           volumeName, path, "-quiet"});
+           volumeName, path, "-quiet"},
+          logged);
 }
 
 AttachedImage attach(const std::string& imagePath, const std::string& mountPoint, AttachOptions options) {
@@ -135,7 +164,7 @@ AttachedImage attach(const std::string& imagePath, const std::string& mountPoint
   if (!options.browsable) arguments.push_back("-nobrowse");
   if (options.readOnly) arguments.push_back("-readonly");
   arguments.push_back(imagePath);
-  AttachedImage image = parseAttach(imagePath, hdiutil(arguments).stdoutBytes);
+  AttachedImage image = parseAttach(imagePath, hdiutil(arguments, logged).stdoutBytes);
   // An image that is attached already is reported as a success, wherever it is mounted.
   if (!holdsPath(image.mountPoints, mountPoint) || !FileOps::isMountPoint(mountPoint)) {
     throw failure(
@@ -144,30 +173,31 @@ AttachedImage attach(const std::string& imagePath, const std::string& mountPoint
   return image;
 }
 
-void detach(const std::string& mountPoint) {
+void detach(const std::string& target) {
   constexpr int tries = 3;
   constexpr double pause = 2.0;
+  // Asked before the first try: afterwards nothing may lead from the mount point to the image any more.
+  const auto image = imageBehind(target);
   std::string reason;
   for (int attempt = 1; attempt <= tries; ++attempt) {
     try {
-      hdiutil({"detach", mountPoint, "-quiet"});
+      hdiutil({"detach", target, "-quiet"}, logged);
       return;
     } catch (const std::exception& error) {
       reason = error.what();
     }
-    // A failed try may have taken the volume down all the same, and the next one then fails for not finding
-    // it.
-    if (isNoLongerMounted(mountPoint)) return;
+    // A try that failed may have done its work all the same, and the next one then fails for not finding it.
+    if (isDetached(target, image)) return;
     Log::write(fmt::format("Aushängen Versuch {} fehlgeschlagen", attempt));
     Clock::sleep(pause);
   }
-  if (isNoLongerMounted(mountPoint)) return;
+  if (isDetached(target, image)) return;
   throw failure(fmt::format(
       "Aushängen nicht möglich – vermutlich hat noch ein Programm Dateien geöffnet.\n{}", reason));
 }
 
 std::vector<AttachedImage> attachedImages() {
-  return parseInfo(hdiutil({"info", "-plist"}, false).stdoutBytes);
+  return parseInfo(hdiutil({"info", "-plist"}, unlogged).stdoutBytes);
 }
 
 std::optional<AttachedImage> find(const std::vector<AttachedImage>& images, const std::string& imagePath) {
@@ -187,15 +217,15 @@ std::optional<AttachedImage> attachment(const std::string& imagePath) {
 }
 
 ImageLimits limits(const std::string& path) {
-  return parseLimits(hdiutil({"resize", "-limits", path}).out());
+  return parseLimits(hdiutil({"resize", "-limits", path}, logged).out());
 }
 
 void resize(const std::string& path, std::int64_t bytes) {
-  hdiutil({"resize", "-size", fmt::format("{}m", bytes / unit), path});
+  hdiutil({"resize", "-size", fmt::format("{}m", bytes / unit), path}, logged);
 }
 
 void compact(const std::string& path) {
-  hdiutil({"compact", path});
+  hdiutil({"compact", path}, logged);
 }
 
 std::optional<std::int64_t> capacityBytes(const std::string& path) {
@@ -244,12 +274,15 @@ class TemporaryMountPoint {
   const std::string path_;
 };
 
-/// Where the image is mounted after a check, which takes the volume down and may bring it up elsewhere.
-std::string presentMountPoint(const AttachedImage& image, const std::string& expected) {
-  const std::string mountPoint = image.mountPoints.empty() ? expected : image.mountPoints.front();
+/// By what the image is to be detached after a check, which takes the volume down and may bring it up
+/// elsewhere or not at all.
+std::string targetAfterCheck(const AttachedImage& image) {
+  const std::string& mountPoint = image.mountPoints.front();
   if (FileOps::isMountPoint(mountPoint)) return mountPoint;
   const auto present = attachment(image.imagePath);
-  return present && !present->mountPoints.empty() ? present->mountPoints.front() : mountPoint;
+  if (present && !present->mountPoints.empty()) return present->mountPoints.front();
+  if (present && !present->deviceEntries.empty()) return present->deviceEntries.front();
+  return mountPoint;
 }
 
 }  // namespace
@@ -263,7 +296,7 @@ void verifyFileSystem(const std::string& imagePath) {
   } catch (const std::exception& error) {
     problem = error.what();
   }
-  detach(presentMountPoint(image, temporary.path()));
+  detach(targetAfterCheck(image));
   if (problem) throw failure(fmt::format("Dateisystem-Prüfung meldet Fehler:\n{}", *problem));
 }
 

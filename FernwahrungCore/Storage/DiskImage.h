@@ -39,8 +39,10 @@ void create(const std::string& path, std::int64_t sizeBytes, const std::string& 
 /// Mounts the image over an existing, empty, readable folder that is no mount point, and over nothing else.
 /// Throws FernwahrungError, AccessDeniedError, ShellError, PropertyListError.
 AttachedImage attach(const std::string& imagePath, const std::string& mountPoint, AttachOptions options);
-/// Up to three tries, two seconds apart; never forced.
-void detach(const std::string& mountPoint);
+/// Takes the volume down and lets go of its image, by a mount point or a device of it. Up to three tries, two
+/// seconds apart; never forced. Throws FernwahrungError "Aushängen nicht möglich – …", also when only the
+/// volume is down and the image still attached.
+void detach(const std::string& target);
 std::vector<AttachedImage> attachedImages();
 /// The one of them that lies at the path, whatever the spelling.
 std::optional<AttachedImage> find(const std::vector<AttachedImage>& images, const std::string& imagePath);
@@ -55,7 +57,8 @@ std::optional<std::int64_t> capacityBytes(const std::string& path);
 std::int64_t occupiedBytes(const std::string& path);
 /// A fresh, empty folder in Paths::tempMountDirectory.
 std::string temporaryMountPoint();
-/// Attaches read-only at a temporary folder, checks the file system, detaches.
+/// Attaches read-only at a temporary folder, checks the file system, detaches. Throws like attach and detach,
+/// and FernwahrungError "Dateisystem-Prüfung meldet Fehler:\n…".
 void verifyFileSystem(const std::string& imagePath);
 /// Removes a temporary mount point that is a folder and no mount point; anything else stays.
 void removeTemporaryMountPoint(const std::string& path);

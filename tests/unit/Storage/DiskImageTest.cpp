@@ -8,6 +8,7 @@
 #include "Foundation/Paths.h"
 #include "Foundation/PropertyList.h"
 #include "Foundation/Shell.h"
+#include "Foundation/Text.h"
 #include "Storage/DirectoryState.h"
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
@@ -361,6 +362,18 @@ TEST_F(DiskImageTest, LimitsAsksTheTool) {
 
 class DetachTest : public DiskImageTest {
  protected:
+  /// Lists what the file holds, and answers "detach" with these lines of sh.
+  ToolDouble::Answer listing(const std::string& detach) const {
+    return {.script =
+                "case \"$1\" in\ninfo) cat '" + list_ + "'; exit 0 ;;\ndetach) " + detach + " ;;\nesac"};
+  }
+  static Calls detachCalls(const ToolDouble& hdiutil) {
+    Calls calls = hdiutil.calls();
+    std::erase_if(calls, [](const Texts& call) { return call.at(0) != "detach"; });
+    return calls;
+  }
+
+  const std::string list_ = folder_ / "list";
   double slept_ = 0;
   Clock::Override clock_{[] { return Dates::fromUnixSeconds(1'700'000'000); },
                          [this](double seconds) { slept_ += seconds; }};
@@ -369,7 +382,7 @@ class DetachTest : public DiskImageTest {
 TEST_F(DetachTest, OneTryIsEnoughWhereItSucceeds) {
   const ToolDouble hdiutil(hdiutilPath);
   DiskImage::detach(busyMountPoint);
-  EXPECT_EQ(hdiutil.calls(), (Calls{{"detach", busyMountPoint, "-quiet"}}));
+  EXPECT_EQ(detachCalls(hdiutil), (Calls{{"detach", busyMountPoint, "-quiet"}}));
   EXPECT_EQ(slept_, 0);
 }
 
@@ -379,7 +392,7 @@ TEST_F(DetachTest, ABusyVolumeIsTriedThreeTimesInSixSeconds) {
   const std::string error = errorOf([] { DiskImage::detach(busyMountPoint); });
   EXPECT_EQ(error, "Aushängen nicht möglich – vermutlich hat noch ein Programm Dateien geöffnet.\n" +
                        std::string(ShellError("/usr/bin/hdiutil detach /proc -quiet", 16, words).what()));
-  EXPECT_EQ(hdiutil.calls().size(), 3u);
+  EXPECT_EQ(detachCalls(hdiutil).size(), 3u);
   EXPECT_EQ(slept_, 6.0);
   for (const std::string attempt : {"1", "2", "3"}) {
     EXPECT_NE(logText().find("Aushängen Versuch " + attempt + " fehlgeschlagen\n"), std::string::npos);
@@ -387,21 +400,125 @@ TEST_F(DetachTest, ABusyVolumeIsTriedThreeTimesInSixSeconds) {
 }
 
 TEST_F(DetachTest, ALaterTryMaySucceed) {
-  ToolDouble hdiutil(hdiutilPath, {.status = 16});
-  hdiutil.answerCall(2, {});
+  const std::string tried = folder_ / "tried";
+  const ToolDouble hdiutil(hdiutilPath,
+                           listing("[ -e '" + tried + "' ] && exit 0; : >'" + tried + "'; exit 16"));
   DiskImage::detach(busyMountPoint);
-  EXPECT_EQ(hdiutil.calls().size(), 2u);
+  EXPECT_EQ(detachCalls(hdiutil).size(), 2u);
   EXPECT_EQ(slept_, 2.0);
 }
 
 // A retry may fail with "No such file or directory" because the try before it did the work.
-TEST_F(DetachTest, AVolumeThatIsGoneIsDetachedWhateverTheToolSays) {
-  const ToolDouble hdiutil(hdiutilPath,
-                           {.err = "hdiutil: detach failed - No such file or directory\n", .status = 1});
+TEST_F(DetachTest, ATryThatFailedAndYetLetGoOfTheImageIsASuccess) {
+  writeFile(list_, infoReply(image_, {mountPoint_}));
+  const ToolDouble hdiutil(hdiutilPath, listing("echo '" + infoReply("/other", {"/m"}) + "' >'" + list_ +
+                                                "'; echo busy >&2; exit 16"));
   DiskImage::detach(mountPoint_);
-  DiskImage::detach(folder_ / "missing");
-  EXPECT_EQ(hdiutil.calls().size(), 2u);
+  EXPECT_EQ(detachCalls(hdiutil).size(), 1u);
   EXPECT_EQ(slept_, 0);
+}
+
+TEST_F(DetachTest, SoItIsWhenTheImageIsLetGoOfAMomentLater) {
+  writeFile(list_, infoReply(image_, {mountPoint_}));
+  writeFile(folder_ / "unmounted", infoReply(image_));
+  writeFile(folder_ / "gone", infoReply("/other"));
+  // the second try only finds what the first has begun
+  const ToolDouble hdiutil(hdiutilPath, listing("cd '" + folder_.path() +
+                                                "'; mv unmounted list 2>/dev/null || mv gone list; exit 1"));
+  DiskImage::detach(mountPoint_);
+  EXPECT_EQ(detachCalls(hdiutil).size(), 2u);
+  EXPECT_EQ(slept_, 2.0);
+}
+
+// The drive would be pulled from under an open image.
+TEST_F(DetachTest, AVolumeThatIsGoneWhileItsImageStaysAttachedIsNoSuccess) {
+  writeFile(list_, infoReply(image_, {mountPoint_}));
+  ToolDouble::Answer answer = listing("mv '" + list_ + ".unmounted' '" + list_ + "' 2>/dev/null");
+  answer.err = fixture("hdiutil-detach/zui-690-eject-busy-then-gone.txt");
+  answer.status = 16;
+  const ToolDouble hdiutil(hdiutilPath, answer);
+  writeFile(list_ + ".unmounted", infoReply(image_));
+  const std::string error = errorOf([&] { DiskImage::detach(mountPoint_); });
+  EXPECT_TRUE(error.starts_with("Aushängen nicht möglich – ")) << error;
+  EXPECT_NE(error.find("couldn't eject \"disk2\" - Resource busy"), std::string::npos) << error;
+  EXPECT_EQ(detachCalls(hdiutil).size(), 3u);
+  EXPECT_EQ(slept_, 6.0);
+}
+
+TEST_F(DetachTest, WhereTheImageIsNotKnownAFailureIsAFailure) {
+  for (const std::string& info : {std::string("garbage"), infoReply("/other")}) {
+    writeFile(list_, info);
+    ToolDouble::Answer answer = listing(":");
+    answer.err = "hdiutil: detach failed - No such file or directory\n";
+    answer.status = 1;
+    const ToolDouble hdiutil(hdiutilPath, answer);
+    for (const std::string& target : {mountPoint_, folder_ / "missing"}) {
+      const std::string error = errorOf([&] { DiskImage::detach(target); });
+      EXPECT_TRUE(error.starts_with("Aushängen nicht möglich – ")) << error;
+    }
+  }
+}
+
+TEST_F(DetachTest, AnImageThatCanNoLongerBeLookedForIsNotTakenForDetached) {
+  writeFile(list_, infoReply(image_, {mountPoint_}));
+  const ToolDouble hdiutil(hdiutilPath, listing("echo garbage >'" + list_ + "'; exit 16"));
+  EXPECT_TRUE(errorOf([&] { DiskImage::detach(mountPoint_); }).starts_with("Aushängen nicht möglich – "));
+}
+
+TEST_F(DetachTest, AStillMountedVolumeIsNotTakenForDetached) {
+  writeFile(list_, infoReply(image_, {busyMountPoint}));
+  const ToolDouble hdiutil(hdiutilPath,
+                           listing("echo '" + infoReply("/other") + "' >'" + list_ + "'; exit 16"));
+  EXPECT_TRUE(errorOf([&] { DiskImage::detach(busyMountPoint); }).starts_with("Aushängen nicht möglich – "));
+  EXPECT_EQ(detachCalls(hdiutil).size(), 3u);
+}
+
+// which calls the log shows
+
+TEST_F(DiskImageTest, TheLogShowsEveryCallButTheLookAtWhatIsAttached) {
+  if (!mayMount()) GTEST_SKIP() << "this user may not mount";
+  const std::string other = folder_ / "other";
+  makeFolder(other);
+  const ToolDouble hdiutil(hdiutilPath, {.script = R"(case "$1" in
+attach) mount -t tmpfs none "$4" || exit 9
+  echo "<plist><dict><key>system-entities</key><array><dict><key>mount-point</key><string>$4</string></dict></array></dict></plist>"
+  exit 0 ;;
+detach) umount "$2"; exit $? ;;
+info) echo '<plist><dict/></plist>' ;;
+resize) echo 1 2 3 ;;
+esac)"});
+  const ToolDouble diskutil(diskutilPath);
+  const auto linesOf = [&](const std::function<void()>& action) {
+    ::unlink(Paths::logFile().c_str());
+    action();
+    Texts lines;
+    for (const std::string& line : Text::split(logText(), '\n'))
+      lines.push_back(line.substr(line.find("] ") + 2));
+    return lines;
+  };
+  const std::string tool = "$ " + std::string(hdiutilPath) + " ";
+  const std::string image = folder_ / "image.sparsebundle";
+  struct Case {
+    std::function<void()> action;
+    Texts lines;
+  };
+  const std::vector<Case> cases = {
+      {[&] { DiskImage::create(image, 1, "V"); },
+       {tool + "create -size 100m -type SPARSEBUNDLE -fs APFS -volname V " + image + " -quiet"}},
+      {[&] { DiskImage::attach(image, other, {.browsable = true, .readOnly = false}); },
+       {tool + "attach -plist -mountpoint " + other + " -noautoopen " + image}},
+      {[&] { DiskImage::detach(other); }, {tool + "detach " + other + " -quiet"}},
+      {[] { DiskImage::attachedImages(); }, {}},
+      {[&] { DiskImage::attachment(image); }, {}},
+      {[&] { DiskImage::limits(image); }, {tool + "resize -limits " + image}},
+      {[&] { DiskImage::resize(image, 1 << 20); }, {tool + "resize -size 1m " + image}},
+      {[&] { DiskImage::compact(image); }, {tool + "compact " + image}},
+  };
+  for (const Case& each : cases) EXPECT_EQ(linesOf(each.action), each.lines);
+  const Texts verifying = linesOf([&] { DiskImage::verifyFileSystem(image); });
+  ASSERT_EQ(verifying.size(), 3u);
+  const std::string mountPoint = hdiutil.calls().back().at(1);
+  EXPECT_EQ(verifying[1], "$ " + std::string(diskutilPath) + " verifyVolume " + mountPoint);
 }
 
 // capacity, occupied space, temporary mount points
@@ -449,16 +566,21 @@ class VerifyFileSystemTest : public DetachTest {
  protected:
   void SetUp() override {
     if (!mayMount()) GTEST_SKIP() << "this user may not mount";
+    writeFile(list_, infoReply("/other"));
   }
 
-  /// hdiutil, with a real volume; its reply to "attach" names the mount point it was given.
-  static ToolDouble::Answer attaching() {
-    return {.script = R"(case "$1" in
-attach) mount -t tmpfs none "$4" || exit 9
-  echo "<plist><dict><key>system-entities</key><array><dict><key>mount-point</key><string>$4</string></dict></array></dict></plist>"
-  exit 0 ;;
-detach) umount "$2"; exit $? ;;
-esac)"};
+  /// hdiutil, with a real volume; its reply to "attach" names the mount point it was given, behind others.
+  ToolDouble::Answer attaching(const Texts& others = {}) const {
+    std::string entities;
+    for (const std::string& mountPoint : others) entities += entity(mountPoint);
+    return {.script =
+                "case \"$1\" in\nattach) mount -t tmpfs none \"$4\" || exit 9\n"
+                "  echo \"<plist><dict><key>system-entities</key><array>" +
+                entities + entity("$4") + "</array></dict></plist>\"; exit 0 ;;\ninfo) cat '" + list_ +
+                "'; exit 0 ;;\ndetach) [ -d \"$2\" ] || exit 0; umount \"$2\"; exit $? ;;\nesac"};
+  }
+  static std::string entity(const std::string& mountPoint) {
+    return "<dict><key>mount-point</key><string>" + mountPoint + "</string></dict>";
   }
 
   std::vector<std::string> temporaryMountPoints() const {
@@ -471,11 +593,11 @@ TEST_F(VerifyFileSystemTest, ASoundImageIsAttachedReadOnlyCheckedAndDetached) {
   const ToolDouble hdiutil(hdiutilPath, attaching());
   const ToolDouble diskutil(diskutilPath, {.out = "Warning: nothing to see\n"});
   DiskImage::verifyFileSystem(image_);
-  ASSERT_EQ(hdiutil.calls().size(), 2u);
-  const std::string mountPoint = hdiutil.calls()[0].at(3);
+  const std::string mountPoint = hdiutil.calls().at(0).at(3);
   EXPECT_EQ(
       hdiutil.calls(),
       (Calls{{"attach", "-plist", "-mountpoint", mountPoint, "-noautoopen", "-nobrowse", "-readonly", image_},
+             {"info", "-plist"},
              {"detach", mountPoint, "-quiet"}}));
   EXPECT_EQ(diskutil.calls(), (Calls{{"verifyVolume", mountPoint}}));
   EXPECT_TRUE(temporaryMountPoints().empty());
@@ -501,9 +623,8 @@ TEST_F(VerifyFileSystemTest, AFailedAttachLeavesNothing) {
 }
 
 TEST_F(VerifyFileSystemTest, AFailedDetachComesFirstAndTheMountedFolderStays) {
-  ToolDouble::Answer answer = attaching();
   ToolDouble hdiutil(hdiutilPath, {.err = "busy", .status = 16});
-  hdiutil.answerCall(1, answer);
+  hdiutil.answerCall(1, attaching());
   const ToolDouble diskutil(diskutilPath, {.status = 8});
   const std::string error = errorOf([&] { DiskImage::verifyFileSystem(image_); });
   EXPECT_TRUE(error.starts_with("Aushängen nicht möglich – ")) << error;
@@ -515,14 +636,47 @@ TEST_F(VerifyFileSystemTest, AFailedDetachComesFirstAndTheMountedFolderStays) {
 TEST_F(VerifyFileSystemTest, AVolumeThatCameUpElsewhereIsDetachedThere) {
   const std::string elsewhere = folder_ / "elsewhere";
   makeFolder(elsewhere);
-  ToolDouble hdiutil(hdiutilPath, attaching());
-  hdiutil.answerCall(2, {.out = infoReply(image_, {elsewhere})});
+  writeFile(list_, infoReply(image_, {elsewhere}));
+  const ToolDouble hdiutil(hdiutilPath, attaching());
   const ToolDouble diskutil(diskutilPath,
                             {.script = "umount \"$2\"; mount -t tmpfs none '" + elsewhere + "'"});
   DiskImage::verifyFileSystem(image_);
-  EXPECT_EQ(hdiutil.calls().at(1), (Texts{"info", "-plist"}));
-  EXPECT_EQ(hdiutil.calls().at(2), (Texts{"detach", elsewhere, "-quiet"}));
+  EXPECT_EQ(detachCalls(hdiutil), (Calls{{"detach", elsewhere, "-quiet"}}));
   EXPECT_FALSE(FileOps::isMountPoint(elsewhere));
+  EXPECT_TRUE(temporaryMountPoints().empty());
+}
+
+TEST_F(VerifyFileSystemTest, AnImageWhoseVolumeStayedDownIsDetachedByItsDevice) {
+  writeFile(list_, infoReply(image_));
+  const ToolDouble hdiutil(hdiutilPath, attaching());
+  const ToolDouble diskutil(diskutilPath, {.script = "umount \"$2\""});
+  DiskImage::verifyFileSystem(image_);
+  EXPECT_EQ(detachCalls(hdiutil), (Calls{{"detach", "/dev/disk7", "-quiet"}}));
+  EXPECT_TRUE(temporaryMountPoints().empty());
+}
+
+TEST_F(VerifyFileSystemTest, ThatDetachMayFailToo) {
+  writeFile(list_, infoReply(image_));
+  ToolDouble hdiutil(hdiutilPath, listing("echo 'Resource busy' >&2; exit 16"));
+  hdiutil.answerCall(1, attaching());
+  const ToolDouble diskutil(diskutilPath, {.status = 8, .script = "umount \"$2\""});
+  const std::string error = errorOf([&] { DiskImage::verifyFileSystem(image_); });
+  EXPECT_TRUE(error.starts_with("Aushängen nicht möglich – ")) << error;
+  EXPECT_NE(error.find("Resource busy"), std::string::npos) << error;
+  EXPECT_TRUE(temporaryMountPoints().empty()) << "nothing is mounted there";
+}
+
+TEST_F(VerifyFileSystemTest, OfSeveralMountPointsTheFirstIsDetached) {
+  const std::string first = folder_ / "first";
+  makeFolder(first);
+  ToolDouble hdiutil(hdiutilPath,
+                     {.script = "umount '" + first + "'; umount " + Paths::tempMountDirectory() + "/*"});
+  ToolDouble::Answer attach = attaching({first});
+  attach.script = "mount -t tmpfs none '" + first + "'\n" + attach.script;
+  hdiutil.answerCall(1, attach);
+  const ToolDouble diskutil(diskutilPath);
+  DiskImage::verifyFileSystem(image_);
+  EXPECT_EQ(hdiutil.calls().back(), (Texts{"detach", first, "-quiet"}));
   EXPECT_TRUE(temporaryMountPoints().empty());
 }
 
