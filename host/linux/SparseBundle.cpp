@@ -81,8 +81,13 @@ void SparseBundle::remove() const {
 
 void SparseBundle::writeInfo(std::int64_t bytes) {
   const std::string temporary = infoPath(path_) + ".new";
-  writeWholeFile(temporary, bundleInfo(bytes));
-  if (::rename(temporary.c_str(), infoPath(path_).c_str()) != 0) fail();
+  try {
+    writeWholeFile(temporary, bundleInfo(bytes));
+    if (::rename(temporary.c_str(), infoPath(path_).c_str()) != 0) fail();
+  } catch (const Failure&) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
   flushFolder(path_);
   bytes_ = bytes;
 }

@@ -29,14 +29,31 @@ void unmountByFuse(const std::string& mountPoint) {
 void unmount(const AttachedImage& image, const MountEntry& mount) {
   if (!image.loop && !Mounting::usesKernel()) return unmountByFuse(mount.mountPoint);
   if (::umount2(mount.mountPoint.c_str(), UMOUNT_NOFOLLOW) == 0) return;
-  throw Failure(reasonOf(errno), errno == EBUSY ? busyStatus : 1);
+  const int error = errno;
+  throw Failure(reasonOf(error), error == EBUSY ? busyStatus : 1);
 }
 
-/// Open before the volume goes, so that the same file is flushed afterwards. None for one that has no path.
+/// Open before the volume goes, so that the same file is flushed before and after. None for one that has no
+/// path.
 FileDescriptor bandOf(const AttachedImage& image) {
   if (image.imagePath.empty()) return {};
   const std::string band = image.imagePath + std::string(SparseBundle::bandName);
   return FileDescriptor(::open(band.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+}
+
+void flushBand(const FileDescriptor& band) {
+  if (band && ::fsync(band.get()) != 0) throw Failure(reasonOf(errno));
+}
+
+/// While the volume is still there to be seen: once it is gone nobody looks for what could not be written. Of
+/// a drive that was taken away there is nothing to be flushed.
+void flush(const AttachedImage& image, const FileDescriptor& band) {
+  if (!band) return;
+  for (const MountEntry& mount : image.mounts) {
+    const FileDescriptor root(::open(mount.mountPoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (root && ::syncfs(root.get()) != 0) throw Failure(reasonOf(errno));
+  }
+  flushBand(band);
 }
 
 /// The kernel, or the FUSE process, has let go of the image's file.
@@ -47,9 +64,10 @@ bool isReleased(const AttachedImage& image, const FileDescriptor& band) {
 
 void detachImage(const AttachedImage& image) {
   const FileDescriptor band = bandOf(image);
+  flush(image, band);
   for (auto mount = image.mounts.rbegin(); mount != image.mounts.rend(); ++mount) unmount(image, *mount);
   if (!eventually([&] { return isReleased(image, band); })) throw Failure(reasonOf(EBUSY), busyStatus);
-  if (band && ::fsync(band.get()) != 0) throw Failure(reasonOf(errno));
+  flushBand(band);
 }
 
 }  // namespace

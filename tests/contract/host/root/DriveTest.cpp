@@ -30,6 +30,19 @@ TEST_F(ImageOnDrive, CreateLeavesNothingBehindOnAFullOne) {
   EXPECT_FALSE(exists(drive / "Bild.sparsebundle"));
 }
 
+// Once the volume is gone nobody looks for what could not be written.
+TEST_F(ImageOnDrive, DetachKeepsAVolumeWhoseDataTheDriveDoesNotTake) {
+  ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
+  const std::string external = drive / "Bild.sparsebundle";
+  makeAttached(external, mountPoint, 400);
+  drive.fill(4 << 20);
+  writeFile(mountPoint + "/big", std::string(64 << 20, 'x'));
+  const ProgramResult result = detach(mountPoint);
+  EXPECT_EQ(result.status, 1) << result.out << result.err;
+  EXPECT_NE(result.err.find("hdiutil: couldn't unmount"), std::string::npos) << result.err;
+  EXPECT_TRUE(isMounted(mountPoint));
+}
+
 TEST_F(ImageOnDrive, DetachLeavesOtherVolumesAlone) {
   const ScratchDrive drive({.fileSystem = ScratchDrive::FileSystem::ext4});
   EXPECT_EQ(detach(drive.path()).status, 1);
