@@ -1,4 +1,5 @@
 #include "support/Files.h"
+#include "support/OrdinaryUser.h"
 #include "support/TempFolder.h"
 
 #include "Foundation/ByteFormat.h"
@@ -122,6 +123,39 @@ TEST_F(DirectoryStateTest, TheNewestChangeIsThatOfAnyEntryInWholeSeconds) {
   setModified(folder_ / "tree/sub", 1'650'000'000);
   const auto contents = FileOps::describeContents(folder_ / "tree", 100, 8);
   EXPECT_EQ(contents.newestChange, Dates::fromUnixSeconds(1'700'000'000));
+}
+
+TEST_F(DirectoryStateTest, TheCapHoldsAtAllDepths) {
+  for (const std::string name : {"a/1", "a/2", "a/3"}) writeFile(folder_ / ("tree/" + name), "x");
+  const auto contents = FileOps::describeContents(folder_ / "tree", 3, 8);
+  EXPECT_EQ(contents.directories, 1);
+  EXPECT_EQ(contents.files, 2);
+  EXPECT_EQ(contents.bytes, 2);
+  EXPECT_EQ(contents.entries, 1);
+  EXPECT_TRUE(contents.truncated);
+}
+
+TEST_F(DirectoryStateTest, ASubfolderThatCanNotBeListedIsPassedOver) {
+  writeFile(folder_ / "tree/a/1", "x");
+  makeFolder(folder_ / "tree/closed");
+  writeFile(folder_ / "tree/z/2", "x");
+  ASSERT_EQ(::chmod((folder_ / "tree/closed").c_str(), 0), 0);
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    const auto contents = FileOps::describeContents(folder_ / "tree", 100, 8);
+    return contents.directories == 3 && contents.files == 2 && !contents.truncated;
+  }));
+}
+
+TEST_F(DirectoryStateTest, ANameOfWhichNothingCanBeToldCountsTowardsTheCapOnly) {
+  for (const std::string name : {"a", "b", "c"}) writeFile(folder_ / ("tree/" + name), "x");
+  ASSERT_EQ(::chmod((folder_ / "tree").c_str(), ::geteuid() == 0 ? 0744 : 0400), 0)
+      << "to be listed, not searched";
+  EXPECT_TRUE(holdsForOrdinaryUser([&] {
+    const auto all = FileOps::describeContents(folder_ / "tree", 3, 8);
+    const auto capped = FileOps::describeContents(folder_ / "tree", 2, 8);
+    return all == DirectoryContents{.entries = 3, .sample = {"a", "b", "c"}} &&
+           capped == DirectoryContents{.entries = 3, .sample = {"a", "b", "c"}, .truncated = true};
+  }));
 }
 
 TEST_F(DirectoryStateTest, NothingIsSaidOfAFolderThatCanNotBeListed) {
