@@ -2,32 +2,23 @@
 
 #include "Foundation/ByteFormat.h"
 #include "Foundation/Clock.h"
-#include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/PathString.h"
 #include "Platform/Directory.h"
 #include "Platform/FileInfo.h"
 #include "Platform/ReadAhead.h"
-#include "Storage/ReadRetry.h"
+#include "Storage/PairReader.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <memory>
-#include <system_error>
-#include <thread>
-#include <unistd.h>
 #include <utility>
 
 namespace fernwahrung::Verifier {
 namespace {
 
-constexpr std::size_t bufferSize = 1048576;
 constexpr std::size_t problemLimit = 200;
 /// How many coming files of a folder are announced to the system: enough to keep both drives busy with small
 /// files. What is larger than a buffer is read on both sides at once, and the systems read ahead in it by
@@ -58,122 +49,6 @@ class NameList {
 
   std::string bytes_;
   std::vector<std::size_t> offsets_;
-};
-
-/// A file of one folder, named by its place there; the full path is put together only for a message.
-struct FileName {
-  const Directory& folder;
-  const char* name;
-
-  std::string path() const { return PathString::join(folder.path(), name); }
-};
-
-/// Not followed: a link that has taken the file's place since it was looked at is an error, not another file.
-int tryOpen(const FileName& file) {
-  return ReadRetry::openRetrying(
-      [&] { return ::openat(file.folder.descriptor(), file.name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC); });
-}
-
-FileDescriptor openFile(const FileName& file) {
-  FileDescriptor fd(tryOpen(file));
-  if (!fd) {
-    throw FernwahrungError::message(
-        fmt::format("Datei kann nicht geöffnet werden: {} ({})", file.path(), errnoText(errno)));
-  }
-  return fd;
-}
-
-/// The buffer of one side, and what the last reading left in it.
-class Reader {
- public:
-  Reader() : buffer_(new std::byte[bufferSize]) {}
-
-  /// Throws nothing: it may run on another thread. requireSuccess tells of a failure.
-  void read(const FileDescriptor& file) {
-    filled_ = ReadRetry::readFully(
-        [&](std::size_t offset, std::size_t length) {
-          return ::read(file.get(), buffer_.get() + offset, length);
-        },
-        bufferSize);
-    error_ = errno;
-  }
-
-  void requireSuccess(const FileName& file) const {
-    // Nothing at all, not even the end, after all retries: that proves nothing.
-    if (!filled_ || (filled_->count == 0 && !filled_->reachedEnd)) {
-      throw FernwahrungError::message(fmt::format("Lesefehler: {} ({})", file.path(), errnoText(error_)));
-    }
-  }
-
-  bool reachedEnd() const { return filled_->reachedEnd; }
-  bool holdsSameAs(const Reader& other) const {
-    return filled_->count == other.filled_->count &&
-           std::memcmp(buffer_.get(), other.buffer_.get(), filled_->count) == 0;
-  }
-
- private:
-  std::unique_ptr<std::byte[]> buffer_;
-  std::optional<ReadRetry::Filled> filled_;
-  int error_ = 0;
-};
-
-/// A second thread, which reads one side while the first reads the other. What it has not taken up when the
-/// result is wanted, the first thread does itself, so that on a busy machine nobody waits for a thread that
-/// gets no processor.
-class SecondHand {
- public:
-  SecondHand() {
-    try {
-      thread_ = std::thread([this] { serve(); });
-    } catch (const std::system_error&) {
-      // One hand is enough: finish() does what nobody has taken up.
-    }
-  }
-  ~SecondHand() {
-    if (!thread_.joinable()) return;
-    state_ = State::stopped;
-    state_.notify_one();
-    thread_.join();
-  }
-  SecondHand(const SecondHand&) = delete;
-  SecondHand& operator=(const SecondHand&) = delete;
-
-  void begin(Reader& reader, const FileDescriptor& file) {
-    reader_ = &reader;
-    file_ = &file;
-    state_ = State::wanted;
-    state_.notify_one();
-  }
-
-  void finish() {
-    State expected = State::wanted;
-    if (state_.compare_exchange_strong(expected, State::idle)) {
-      reader_->read(*file_);
-      return;
-    }
-    for (State state = state_; state != State::done; state = state_) state_.wait(state);
-  }
-
- private:
-  enum class State : int { idle, wanted, running, done, stopped };
-
-  void serve() {
-    for (State state = state_; state != State::stopped; state = state_) {
-      State expected = State::wanted;
-      if (state_.compare_exchange_strong(expected, State::running)) {
-        reader_->read(*file_);
-        state_ = State::done;
-        state_.notify_one();
-      } else if (expected != State::stopped) {
-        state_.wait(expected);
-      }
-    }
-  }
-
-  std::atomic<State> state_ = State::idle;
-  Reader* reader_ = nullptr;
-  const FileDescriptor* file_ = nullptr;
-  std::thread thread_;
 };
 
 /// What is known of a name of the source ahead of its turn. Two files that will be read are open already, and
@@ -264,8 +139,8 @@ class Comparison {
                             candidate.source->size == candidate.copy->size && candidate.source->size > 0;
     if (!willBeRead) return candidate;
     // A failure tells nothing yet: the file's turn may never come. It is opened again then.
-    candidate.sourceFile = FileDescriptor(tryOpen(source));
-    candidate.copyFile = FileDescriptor(tryOpen(copy));
+    candidate.sourceFile = FileDescriptor(tryOpenFile(source));
+    candidate.copyFile = FileDescriptor(tryOpenFile(copy));
     if (candidate.sourceFile && candidate.copyFile && !isLarge(candidate)) {
       Platform::adviseWillRead(candidate.sourceFile.get(), 0, candidate.source->size);
       Platform::adviseWillRead(candidate.copyFile.get(), 0, candidate.source->size);
@@ -274,7 +149,7 @@ class Comparison {
   }
 
   static bool isLarge(const Candidate& candidate) {
-    return candidate.source->size > static_cast<std::int64_t>(bufferSize);
+    return candidate.source->size > static_cast<std::int64_t>(PairReader::pieceSize);
   }
 
   bool isComparable(const Candidate& candidate, const FileName& source, const FileName& copy) {
@@ -324,28 +199,12 @@ class Comparison {
   bool contentsAreEqual(const FileName& source, const FileName& copy, Candidate& candidate) {
     if (!candidate.sourceFile) candidate.sourceFile = openFile(source);
     if (!candidate.copyFile) candidate.copyFile = openFile(copy);
-    for (;;) {
+    reader_.begin({source, candidate.sourceFile}, {copy, candidate.copyFile}, isLarge(candidate));
+    do {
       context_.checkCancelled();
-      if (isLarge(candidate)) {
-        readAtOnce(candidate);
-      } else {
-        sourceReader_.read(candidate.sourceFile);
-        copyReader_.read(candidate.copyFile);
-      }
-      sourceReader_.requireSuccess(source);
-      copyReader_.requireSuccess(copy);
-      if (!sourceReader_.holdsSameAs(copyReader_)) return false;
-      // Both have ended at the same place: the next reading would give nothing on either side.
-      if (sourceReader_.reachedEnd() && copyReader_.reachedEnd()) return true;
-    }
-  }
-
-  /// Both drives at once: one that waits for the other stands still.
-  void readAtOnce(const Candidate& candidate) {
-    if (!secondHand_) secondHand_.emplace();
-    secondHand_->begin(copyReader_, candidate.copyFile);
-    sourceReader_.read(candidate.sourceFile);
-    secondHand_->finish();
+      if (!reader_.nextIsEqual()) return false;
+    } while (!reader_.reachedEnd());
+    return true;
   }
 
   template <typename... Values>
@@ -378,9 +237,7 @@ class Comparison {
   NameList sourceNames_;
   NameList copyNames_;
   std::array<Candidate, filesAhead> candidates_;
-  Reader sourceReader_;
-  Reader copyReader_;
-  std::optional<SecondHand> secondHand_;  // from the first large file on
+  PairReader reader_;
 };
 
 }  // namespace
