@@ -1,5 +1,6 @@
 #include "support/Files.h"
 #include "support/OrdinaryUser.h"
+#include "support/Program.h"
 #include "support/TempFolder.h"
 #include "support/ToolDouble.h"
 
@@ -14,7 +15,6 @@
 
 #include <chrono>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -222,7 +222,7 @@ TEST_F(CopierTest, AVolumeHasOneProgressHoweverManyEntriesItHas) {
 }
 
 TEST_F(CopierTest, TheProgressOfAVolumeNeverFallsBack) {
-  if (::mount("none", destination_.c_str(), "tmpfs", 0, nullptr) != 0)
+  if (runProgram({"mount", "-t", "tmpfs", "none", destination_}).status != 0)
     GTEST_SKIP() << "this user may not mount";
   for (const std::string name : {"a", "b", "c"}) writeFile(source_ + "/" + name, std::string(1 << 20, 'x'));
   const ToolDouble ditto("/usr/bin/ditto", {.script = "cp -a \"$1\" \"$2\""});

@@ -1,5 +1,6 @@
 #include "support/Files.h"
 #include "support/OrdinaryUser.h"
+#include "support/Program.h"
 #include "support/ScopedEnvironment.h"
 #include "support/TempFolder.h"
 
@@ -13,7 +14,6 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -107,7 +107,7 @@ class SpaceTest : public FileOpsTest {
  protected:
   void SetUp() override {
     makeFolder(volume_);
-    if (::mount("none", volume_.c_str(), "tmpfs", 0, "size=64m") != 0)
+    if (runProgram({"mount", "-t", "tmpfs", "-o", "size=64m", "none", volume_}).status != 0)
       GTEST_SKIP() << "this user may not mount";
   }
 
