@@ -30,8 +30,8 @@ std::string target(const std::optional<std::string>& volume) {
   return volume.value_or("alle Laufwerke");
 }
 
-bool erase(MountPause& pause, const std::optional<std::string>& volume) {
-  return std::erase_if(pause.entries, [&](const auto& entry) { return entry.volume == volume; }) > 0;
+void erase(MountPause& pause, const std::optional<std::string>& volume) {
+  std::erase_if(pause.entries, [&](const auto& entry) { return entry.volume == volume; });
 }
 
 bool isBack(const MountPause::Entry& entry) {
@@ -93,8 +93,10 @@ std::optional<MountPause::Entry> MountPause::isPaused(const Relocation& relocati
     if (!entry.volume) return entry;
     if (!relocation.storagePath.starts_with(*entry.volume + "/")) continue;
     if (!isBack(entry)) return entry;
-    // Asked for each relocation of the volume, but to be lifted, and logged, once.
-    if (auto stored = load(); erase(stored, entry.volume)) clear(entry.volume);
+    // Asked for each relocation of the volume, but to be lifted, and logged, once; and another pause of the
+    // volume may have been set since this one was read.
+    const auto stored = load().entries;
+    if (std::find(stored.begin(), stored.end(), entry) != stored.end()) clear(entry.volume);
   }
   return std::nullopt;
 }

@@ -146,6 +146,18 @@ TEST_F(MountPauseTest, APauseIsLiftedOnceHoweverManyRelocationsAreAsked) {
   EXPECT_EQ(log().find("Pause aufgehoben", first + 1), std::string::npos);
 }
 
+TEST_F(MountPauseTest, APauseSetAnewIsNotLiftedByAnOlderReading) {
+  MountPause::set(drive_.path(), 3600, "Auswerfen");
+  const auto old = MountPause::load();
+  pass(61);
+  MountPause::set(drive_.path(), 3600, "noch einmal Auswerfen");
+  EXPECT_FALSE(old.isPaused(onDrive()));
+  EXPECT_TRUE(isPaused(onDrive()));
+  ASSERT_EQ(MountPause::load().entries.size(), 1U);
+  EXPECT_EQ(MountPause::load().entries[0].reason, "noch einmal Auswerfen");
+  EXPECT_EQ(log().find("aufgehoben"), std::string::npos);
+}
+
 TEST_F(MountPauseTest, APauseThatComesBackWithItsVolumeLeavesTheOneForAllDrives) {
   MountPause::set(drive_.path(), 3600, "Auswerfen");
   MountPause::set(std::nullopt, 3600, "Ruhezustand");
