@@ -31,30 +31,6 @@ Json::Value process(const ProcessDescription& process) {
           {"canTerminate", process.canTerminate()}};
 }
 
-std::string rawValue(RelocationStatus::Health health) {
-  switch (health) {
-    case RelocationStatus::Health::ok:
-      return "ok";
-    case RelocationStatus::Health::warning:
-      return "warning";
-    case RelocationStatus::Health::error:
-      break;
-  }
-  return "error";
-}
-
-std::string rawValue(CapacityLevel level) {
-  switch (level) {
-    case CapacityLevel::ok:
-      return "ok";
-    case CapacityLevel::warning:
-      return "warning";
-    case CapacityLevel::critical:
-      break;
-  }
-  return "critical";
-}
-
 }  // namespace
 
 Json::Value check(const PlanCheck& check) {

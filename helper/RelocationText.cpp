@@ -12,18 +12,6 @@ namespace fernwahrung::RelocationText {
 
 namespace {
 
-std::string symbol(RelocationStatus::Health health) {
-  switch (health) {
-    case RelocationStatus::Health::ok:
-      return "✓";
-    case RelocationStatus::Health::warning:
-      return "!";
-    case RelocationStatus::Health::error:
-      break;
-  }
-  return "✗";
-}
-
 std::string fact(const std::string& title, const std::string& value) {
   return padded(title + ":", 18) + visible(value) + "\n";
 }
@@ -48,7 +36,7 @@ std::string table(const std::vector<Relocation>& relocations, const std::vector<
   Table table({" ", "ID", "Name", "Art", "Zustand", "Ordner → Speicher"});
   for (std::size_t i = 0; i < relocations.size(); ++i) {
     const Relocation& relocation = relocations[i];
-    table.row({symbol(statuses[i].health), identifiers[i], relocation.name, title(relocation.kind),
+    table.row({levelSymbol(statuses[i].health), identifiers[i], relocation.name, title(relocation.kind),
                statuses[i].summary, relocation.sourcePath + " → " + relocation.storagePath});
     for (const std::string& detail : statuses[i].details) table.note(detail);
   }
@@ -58,7 +46,7 @@ std::string table(const std::vector<Relocation>& relocations, const std::vector<
 std::string details(const Relocation& relocation, const RelocationStatus& status) {
   std::string text = fact("Name", relocation.name) + fact("ID", relocation.id.text()) +
                      fact("Art", title(relocation.kind)) +
-                     fact("Zustand", symbol(status.health) + " " + status.summary);
+                     fact("Zustand", levelSymbol(status.health) + " " + status.summary);
   for (const std::string& detail : status.details) text += fact("Befund", detail);
   text += fact("Ordner", relocation.sourcePath) + fact("Speicher", relocation.storagePath);
   text += fact("Laufwerk", status.storageAvailable ? "erreichbar" : "nicht erreichbar");

@@ -1,6 +1,8 @@
 // Text as a terminal shows it.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -18,5 +20,12 @@ std::string shortened(std::string_view text, int width);
 
 /// Filled with blanks up to `width` columns.
 std::string padded(std::string_view text, int width);
+
+/// "✓", "!" and "✗" for the values of an enumeration of three levels, the best first.
+template <typename Level>
+std::string levelSymbol(Level level) {
+  constexpr std::array symbols{"✓", "!", "✗"};
+  return symbols.at(static_cast<std::size_t>(level));
+}
 
 }  // namespace fernwahrung

@@ -5,7 +5,21 @@
 
 #include <fmt/format.h>
 
-namespace fernwahrung::Relocator {
+namespace fernwahrung {
+
+std::string rawValue(RelocationStatus::Health health) {
+  switch (health) {
+    case RelocationStatus::Health::ok:
+      return "ok";
+    case RelocationStatus::Health::warning:
+      return "warning";
+    case RelocationStatus::Health::error:
+      break;
+  }
+  return "error";
+}
+
+namespace Relocator {
 namespace {
 
 RelocationStatus statusOfMissingMount(const Relocation& relocation, bool storageExists,
@@ -26,14 +40,12 @@ RelocationStatus statusOfMissingMount(const Relocation& relocation, bool storage
       case DirectoryState::Kind::notEmpty:
         status.details.push_back(
             "ACHTUNG: Der Ordner ist nicht leer – eine App hat ohne virtuelle Festplatte geschrieben. "
-            "„Einhängen“ "
-            "fragt, wie es weitergehen soll.");
+            "„Einhängen“ fragt, wie es weitergehen soll.");
         break;
       case DirectoryState::Kind::accessDenied:
         status.details.push_back(
             "Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. Ob er leer ist, "
-            "ist "
-            "unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.");
+            "ist unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.");
         status.accessDenied = !AccessDeniedError(relocation.sourcePath, false).isUnixPermission();
         break;
       case DirectoryState::Kind::unreadable:
@@ -94,4 +106,5 @@ RelocationStatus status(const Relocation& relocation) {
   return status(relocation, attached);
 }
 
-}  // namespace fernwahrung::Relocator
+}  // namespace Relocator
+}  // namespace fernwahrung

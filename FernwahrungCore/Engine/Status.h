@@ -22,6 +22,8 @@ struct RelocationStatus {
   bool operator==(const RelocationStatus&) const = default;
 };
 
+std::string rawValue(RelocationStatus::Health health);
+
 namespace Relocator {
 
 /// Takes no lock; beside a running operation it may show a passing state. Starts no process for a mounted

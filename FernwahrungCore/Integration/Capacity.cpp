@@ -1,5 +1,6 @@
 #include "Integration/Capacity.h"
 
+#include "Foundation/Arithmetic.h"
 #include "Foundation/ByteFormat.h"
 #include "Foundation/PathString.h"
 #include "Platform/Volume.h"
@@ -11,6 +12,27 @@
 
 namespace fernwahrung {
 
+std::string rawValue(CapacityLevel level) {
+  switch (level) {
+    case CapacityLevel::ok:
+      return "ok";
+    case CapacityLevel::warning:
+      return "warning";
+    case CapacityLevel::critical:
+      break;
+  }
+  return "critical";
+}
+
+namespace {
+
+/// For an image of which both sizes are known. Never negative, whatever a damaged one claims.
+std::int64_t roomInside(const ImageCapacity& capacity) {
+  return *capacity.capacityBytes > *capacity.usedBytes ? *capacity.capacityBytes - *capacity.usedBytes : 0;
+}
+
+}  // namespace
+
 std::optional<double> ImageCapacity::fraction() const {
   if (!usedBytes || !capacityBytes || *capacityBytes < 1) return std::nullopt;
   return static_cast<double>(*usedBytes) / static_cast<double>(*capacityBytes);
@@ -18,10 +40,13 @@ std::optional<double> ImageCapacity::fraction() const {
 
 std::optional<std::int64_t> ImageCapacity::canStillGrow() const {
   if (!usedBytes || !capacityBytes) return std::nullopt;
-  std::int64_t room = std::max<std::int64_t>(*capacityBytes - *usedBytes, 0);
+  std::int64_t room = roomInside(*this);
   if (!driveFreeBytes) return room;
   std::int64_t reclaimable = std::max<std::int64_t>(occupiedOnDrive - *usedBytes, 0);
-  return std::min(room, *driveFreeBytes + reclaimable);
+  std::int64_t onDrive = 0;
+  // free space that can't be told in 64 bits is as good as endless
+  if (__builtin_add_overflow(*driveFreeBytes, reclaimable, &onDrive)) return room;
+  return std::min(room, onDrive);
 }
 
 double VolumeCapacity::fraction() const {
@@ -44,9 +69,9 @@ VolumeCapacity volume(const std::string& mountPoint, const VolumeFacts& facts,
   volume.mountPoint = mountPoint;
   volume.isInternal = mountPoint == Platform::internalVolume();
   volume.name = volume.isInternal ? "Interne Festplatte" : PathString::lastComponent(mountPoint);
-  volume.totalBytes = facts.blocks * facts.blockSize;
-  volume.freeBytes =
-      Platform::capacityForImportantUsage(mountPoint).value_or(facts.availableBlocks * facts.blockSize);
+  volume.totalBytes = saturatingProduct(facts.blocks, facts.blockSize);
+  volume.freeBytes = Platform::capacityForImportantUsage(mountPoint)
+                         .value_or(saturatingProduct(facts.availableBlocks, facts.blockSize));
   volume.level =
       volume.isInternal
           ? level(volume.freeBytes, thresholds.internalWarnFreeGB, thresholds.internalCriticalFreeGB)
@@ -55,6 +80,11 @@ VolumeCapacity volume(const std::string& mountPoint, const VolumeFacts& facts,
 }
 
 }  // namespace
+
+std::int64_t percent(double fraction) {
+  constexpr double most = 1e15;
+  return static_cast<std::int64_t>(std::clamp(fraction * 100, -most, most));
+}
 
 CapacityLevel level(double fraction, double warn, double critical) {
   if (fraction >= critical) return CapacityLevel::critical;
@@ -73,12 +103,12 @@ void judge(ImageCapacity& capacity, const CapacityThresholds& thresholds) {
   if (auto fraction = capacity.fraction()) {
     capacity.level = level(*fraction, thresholds.imageWarnFraction, thresholds.imageCriticalFraction);
     if (capacity.level != CapacityLevel::ok) {
-      capacity.messages.push_back(fmt::format("Die virtuelle Festplatte ist zu {} % voll – Größe erhöhen.",
-                                              static_cast<std::int64_t>(*fraction * 100)));
+      capacity.messages.push_back(
+          fmt::format("Die virtuelle Festplatte ist zu {} % voll – Größe erhöhen.", percent(*fraction)));
     }
   }
   auto growth = capacity.canStillGrow();
-  if (!growth || *growth >= *capacity.capacityBytes - *capacity.usedBytes) return;
+  if (!growth || *growth >= roomInside(capacity)) return;
   CapacityLevel drive = level(*growth, thresholds.externalWarnFreeGB, thresholds.externalCriticalFreeGB);
   if (drive == CapacityLevel::ok) return;
   capacity.messages.push_back(

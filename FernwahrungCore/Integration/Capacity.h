@@ -15,6 +15,8 @@ namespace fernwahrung {
 /// The worse of two levels is their maximum.
 enum class CapacityLevel { ok = 0, warning = 1, critical = 2 };
 
+std::string rawValue(CapacityLevel level);
+
 struct ImageCapacity {
   std::optional<std::int64_t> usedBytes;      // inside the image; nothing while it isn't mounted
   std::optional<std::int64_t> capacityBytes;  // its nominal size
@@ -42,6 +44,9 @@ struct VolumeCapacity {
 };
 
 namespace Capacity {
+
+/// The whole percents of a fraction, cut, not rounded. What a damaged image claims may be any fraction.
+std::int64_t percent(double fraction);
 
 /// An exact hit counts as the worse level.
 CapacityLevel level(double fraction, double warn, double critical);

@@ -2,6 +2,7 @@
 #include "helper/CommandTable.h"
 #include "helper/JsonForms.h"
 #include "helper/Table.h"
+#include "helper/TextColumns.h"
 
 #include "Foundation/ByteFormat.h"
 #include "Records/RegistryStore.h"
@@ -18,30 +19,18 @@ struct MeasuredImage {
   ImageCapacity capacity;
 };
 
-std::string symbol(CapacityLevel level) {
-  switch (level) {
-    case CapacityLevel::ok:
-      return "✓";
-    case CapacityLevel::warning:
-      return "!";
-    case CapacityLevel::critical:
-      break;
-  }
-  return "✗";
-}
-
 std::string size(std::optional<std::int64_t> bytes) {
   return bytes ? ByteFormat::string(*bytes) : "unbekannt";
 }
 
 std::string percent(std::optional<double> fraction) {
-  return fraction ? fmt::format("{} %", static_cast<int>(*fraction * 100)) : "–";
+  return fraction ? fmt::format("{} %", Capacity::percent(*fraction)) : "–";
 }
 
 std::string table(const std::vector<VolumeCapacity>& volumes) {
   Table table({" ", "Laufwerk", "Belegt", "Frei", "Größe", "Ort"});
   for (const VolumeCapacity& volume : volumes)
-    table.row({symbol(volume.level), volume.name, percent(volume.fraction()),
+    table.row({levelSymbol(volume.level), volume.name, percent(volume.fraction()),
                ByteFormat::string(volume.freeBytes), ByteFormat::string(volume.totalBytes),
                volume.mountPoint});
   return table.text();
@@ -53,7 +42,7 @@ std::string table(const std::vector<MeasuredImage>& images) {
       {" ", "Virtuelle Festplatte", "Belegt", "Benutzt", "Größe", "Kann wachsen um", "Auf dem Laufwerk"});
   for (const auto& [relocation, capacity] : images) {
     const bool isMounted = capacity.usedBytes.has_value();
-    table.row({symbol(capacity.level), relocation.name, percent(capacity.fraction()),
+    table.row({levelSymbol(capacity.level), relocation.name, percent(capacity.fraction()),
                isMounted ? size(capacity.usedBytes) : "nicht eingehängt", size(capacity.capacityBytes),
                isMounted ? size(capacity.canStillGrow()) : "–",
                ByteFormat::string(capacity.occupiedOnDrive)});

@@ -28,6 +28,12 @@ TEST(CapacityLevels, AnExactFreeSpaceIsTheBetterLevel) {
   EXPECT_EQ(Capacity::level(50 * gigabyte - 1, 50, 10), CapacityLevel::warning);
 }
 
+TEST(CapacityLevels, AFractionThatNoDiskHasIsCutToANumberThatFits) {
+  EXPECT_EQ(Capacity::percent(0.9599), 95);
+  EXPECT_EQ(Capacity::percent(1.5), 150);
+  EXPECT_GT(Capacity::percent(9e18), 1'000'000);
+}
+
 TEST(CapacityLevels, AbsurdLimitsDoNotOverflow) {
   EXPECT_EQ(Capacity::level(gigabyte, INT64_MAX, 0), CapacityLevel::warning);
 }
@@ -45,6 +51,30 @@ TEST(ImageCapacity, GrowthIsLimitedByTheDriveAndWhatTheImageOccupiesUnused) {
       capacity.messages,
       ElementsAre("Das externe Laufwerk ist fast voll: die virtuelle Festplatte kann nur noch um 30 GB "
                   "wachsen."));
+}
+
+TEST(ImageCapacity, ADriveWithMoreSpaceThanCanBeToldIsNoFinding) {
+  ImageCapacity capacity;
+  capacity.capacityBytes = 100 * gigabyte;
+  capacity.usedBytes = 60 * gigabyte;
+  capacity.driveFreeBytes = INT64_MAX;
+  capacity.occupiedOnDrive = 70 * gigabyte;
+  EXPECT_EQ(capacity.canStillGrow(), 40 * gigabyte);
+  Capacity::judge(capacity, {});
+  EXPECT_EQ(capacity.level, CapacityLevel::ok);
+  EXPECT_THAT(capacity.messages, IsEmpty());
+}
+
+TEST(ImageCapacity, ADamagedImageMayClaimAnySize) {
+  for (const std::int64_t claimed : {INT64_MIN, INT64_C(0), INT64_C(1), INT64_MAX}) {
+    ImageCapacity capacity;
+    capacity.capacityBytes = claimed;
+    capacity.usedBytes = 600 * gigabyte;
+    capacity.driveFreeBytes = gigabyte;
+    Capacity::judge(capacity, {});
+    EXPECT_GE(*capacity.canStillGrow(), 0);
+    EXPECT_EQ(capacity.level, claimed < 1 ? CapacityLevel::ok : CapacityLevel::critical) << claimed;
+  }
 }
 
 TEST(ImageCapacity, RoomEnoughOnTheDriveIsNoFinding) {
@@ -130,6 +160,19 @@ TEST(VolumeCapacity, InternalDiskComesFirstAndEachDriveOnce) {
   EXPECT_EQ(volumes[1].mountPoint, "/dev/shm");
   EXPECT_EQ(volumes[1].name, "shm");
   EXPECT_FALSE(volumes[1].isInternal);
+}
+
+TEST(VolumeCapacity, AnImageCountsForTheFolderThatHoldsItAndALinkForItsTarget) {
+  Relocation image;
+  image.storagePath = "/dev/shm/gibt es nicht.sparsebundle";
+  Relocation link;
+  link.kind = RelocationKind::symlink;
+  link.storagePath = "/dev/shm";
+  for (const Relocation& relocation : {image, link}) {
+    auto volumes = Capacity::volumes({relocation}, {});
+    ASSERT_EQ(volumes.size(), 2u) << relocation.storagePath;
+    EXPECT_EQ(volumes[1].mountPoint, "/dev/shm");
+  }
 }
 
 TEST(VolumeCapacity, LimitsDifferForInternalAndExternal) {
