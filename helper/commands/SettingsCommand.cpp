@@ -70,22 +70,24 @@ class SettingsCommand : public Command {
       show(settings, session);
       return ExitCode::done;
     }
+    settings.emplace("lastHealthCheck", nullptr);  // known by its name although there was none yet
     if (!settings.contains(pointer(*key_)))
       throw UsageError(fmt::format("Die Einstellung „{}“ ist unbekannt. Es gibt:\n{}", visible(*key_),
                                    Text::trimmed(lines(settings))));
     Json::Value& present = settings[pointer(*key_)];
     if (value_) {
       present = parsed(*key_, *value_, present);
-      save(settings);
+      save(settings, /*checksThresholds=*/key_->starts_with("thresholds."));
     }
     show(present, session);
     return ExitCode::done;
   }
 
  private:
-  static void save(const Json::Value& settings) {
+  /// Thresholds edited by hand are no hindrance to setting something else.
+  static void save(const Json::Value& settings, bool checksThresholds) {
     const AppSettings changed = settingsFromJson(settings);
-    if (!isValid(changed.thresholds))
+    if (checksThresholds && !isValid(changed.thresholds))
       throw UsageError("Die kritische Schwelle muss strenger sein als die Warnung.");
     changed.save();
   }

@@ -52,6 +52,24 @@ TEST_F(SettingsCommandTest, TheDateOfTheLastCheckIsKeptAndNotSet) {
   EXPECT_EQ(runHelper({"settings", "lastHealthCheck", "2026-11-16T10:09:15Z"}).code, ExitCode::usage);
 }
 
+TEST_F(SettingsCommandTest, TheDateOfACheckThatNeverWasIsNull) {
+  EXPECT_EQ(runHelper({"settings", "lastHealthCheck"}).out, "null\n");
+  EXPECT_TRUE(runHelper({"settings", "lastHealthCheck", "--json"}).json().is_null());
+  EXPECT_EQ(runHelper({"settings", "lastHealthCheck", "2026-11-16T10:09:15Z"}).code, ExitCode::usage);
+  EXPECT_EQ(runHelper({"settings", "safeEject", "false"}).code, ExitCode::done);
+  EXPECT_EQ(AppSettings::load().lastHealthCheck, std::nullopt);
+}
+
+TEST_F(SettingsCommandTest, ThresholdsEditedByHandAreNoHindranceToAnotherSetting) {
+  AppSettings settings;
+  settings.thresholds.imageWarnFraction = settings.thresholds.imageCriticalFraction = 3;
+  settings.save();
+  EXPECT_EQ(runHelper({"settings", "safeEject", "false"}).code, ExitCode::done);
+  settings.safeEject = false;
+  EXPECT_EQ(AppSettings::load(), settings);
+  EXPECT_EQ(runHelper({"settings", "thresholds.internalWarnFreeGB", "40"}).code, ExitCode::usage);
+}
+
 TEST_F(SettingsCommandTest, AnUnknownOneListsThem) {
   for (const std::string key : {"nix", "thresholds.nix", "", "thresholds.", ".", "/", "~", "safeEject.x",
                                 "thresholds/imageWarnFraction", "a..b"}) {
