@@ -1,5 +1,6 @@
 #include "Engine/Mount.h"
 
+#include "Engine/AttachedImages.h"
 #include "Engine/Preflight.h"
 #include "Engine/Spotlight.h"
 #include "Foundation/Clock.h"
@@ -7,7 +8,9 @@
 #include "Foundation/Log.h"
 #include "Foundation/OperationLock.h"
 #include "Foundation/PathString.h"
+#include "Foundation/Paths.h"
 #include "Records/AppSettings.h"
+#include "Records/Journal.h"
 #include "Records/MountPause.h"
 #include "Records/RegistryStore.h"
 #include "Storage/DirectoryState.h"
@@ -29,19 +32,47 @@ void waitForStorage(const Relocation& relocation, Date deadline) {
   }
 }
 
-/// Something is mounted at the source: it must be this image.
-void checkMountedHere(const Relocation& relocation) {
-  std::string storage = FileOps::normalize(relocation.storagePath);
-  std::string source = FileOps::normalize(relocation.sourcePath);
-  for (const AttachedImage& image : DiskImage::attachedImages()) {
-    if (FileOps::normalize(image.imagePath) != storage) continue;
-    for (const std::string& mountPoint : image.mountPoints) {
-      if (FileOps::normalize(mountPoint) == source) return;
-    }
-  }
+bool isMountedAt(const std::optional<AttachedImage>& image, const std::string& place) {
+  if (!image) return false;
+  std::string wanted = FileOps::normalize(place);
+  return std::any_of(image->mountPoints.begin(), image->mountPoints.end(),
+                     [&](const std::string& mountPoint) { return FileOps::normalize(mountPoint) == wanted; });
+}
+
+/// The shared reading may be old, and is no proof that it is another volume that is mounted here.
+void requireMountedHere(const Relocation& relocation, AttachedImages& attached) {
+  const std::string& storage = relocation.storagePath;
+  const std::string& source = relocation.sourcePath;
+  if (isMountedAt(attached.find(storage), source)) return;
+  if (isMountedAt(DiskImage::find(DiskImage::attachedImages(), storage), source)) return;
   throw FernwahrungError::message(fmt::format(
       "An diesem Ort ist ein anderes Laufwerk eingehängt, nicht die virtuelle Festplatte „{}“: {}",
-      relocation.name, relocation.sourcePath));
+      relocation.name, source));
+}
+
+/// Where the image is mounted now.
+std::vector<std::string> presentMountPoints(const Relocation& relocation) {
+  auto image = DiskImage::attachment(relocation.storagePath);
+  return image ? image->mountPoints : std::vector<std::string>{};
+}
+
+bool isTemporary(const std::string& mountPoint) {
+  return PathString::isInside(FileOps::normalize(mountPoint),
+                              FileOps::normalize(Paths::tempMountDirectory()));
+}
+
+/// A temporary mount point that no operation will come back to.
+bool isAbandoned(const std::string& mountPoint) {
+  if (!isTemporary(mountPoint)) return false;
+  std::vector<Journal> open = Journal::unfinished();
+  return std::none_of(open.begin(), open.end(), [&](const Journal& journal) {
+    auto named = journal.path("tempMount");
+    return named && FileOps::normalize(*named) == FileOps::normalize(mountPoint);
+  });
+}
+
+FernwahrungError mountedElsewhere(const std::string& place) {
+  return FernwahrungError::message("Bereits an anderer Stelle eingehängt: " + place);
 }
 
 MountPointNotEmptyError notEmptyError(const std::string& path) {
@@ -94,20 +125,35 @@ void verifyImage(const Relocation& relocation) {
   }
 }
 
+void verifyAndAttach(const Relocation& relocation) {
+  try {
+    if (AppSettings::load().verifyBeforeMount) verifyImage(relocation);
+    DiskImage::attach(relocation.storagePath, relocation.sourcePath,
+                      {.browsable = relocation.spotlight, .readOnly = false});
+  } catch (const std::exception&) {
+    // Of an image that somebody attached since the shared reading, the tools tell only what follows from it.
+    // One that is left at a temporary place is their own failure.
+    std::vector<std::string> places = presentMountPoints(relocation);
+    if (!places.empty() && !isTemporary(places.front())) throw mountedElsewhere(places.front());
+    throw;
+  }
+}
+
 void mountImage(const Relocation& relocation, AttachedImages& attached) {
   const std::string& source = relocation.sourcePath;
+  attached.forgetFailure();
   if (FileOps::isMountPoint(source)) {
-    checkMountedHere(relocation);
+    requireMountedHere(relocation, attached);
     return;
   }
-  if (auto elsewhere = attached.find(relocation.storagePath); elsewhere && !elsewhere->mountPoints.empty()) {
-    throw FernwahrungError::message("Bereits an anderer Stelle eingehängt: " +
-                                    elsewhere->mountPoints.front());
+  if (auto image = attached.find(relocation.storagePath); image && !image->mountPoints.empty()) {
+    releaseAbandonedMount(relocation);
+    auto places = presentMountPoints(relocation);
+    if (!places.empty()) throw mountedElsewhere(places.front());
   }
   if (!FileOps::isDirectory(source)) throw FernwahrungError::message("Einhängepunkt fehlt: " + source);
   emptyMountPoint(source);
-  if (AppSettings::load().verifyBeforeMount) verifyImage(relocation);
-  DiskImage::attach(relocation.storagePath, source, {.browsable = relocation.spotlight, .readOnly = false});
+  verifyAndAttach(relocation);
   if (relocation.spotlight) enableIndexing(source);
   Log::write("eingehängt: " + relocation.name);
 }
@@ -191,6 +237,20 @@ void mount(const Relocation& relocation) {
 void mountUnlocked(const Relocation& relocation, Date deadline) {
   AttachedImages attached;
   mountUnlocked(relocation, deadline, attached);
+}
+
+void requireMountedHere(const Relocation& relocation) {
+  AttachedImages attached;
+  requireMountedHere(relocation, attached);
+}
+
+void releaseAbandonedMount(const Relocation& relocation) {
+  std::vector<std::string> places = presentMountPoints(relocation);
+  if (places.empty() || !std::all_of(places.begin(), places.end(), isAbandoned)) return;
+  for (const std::string& place : places) {
+    if (FileOps::isMountPoint(place)) DiskImage::detach(place);
+    DiskImage::removeTemporaryMountPoint(place);
+  }
 }
 
 void unmount(const Relocation& relocation) {

@@ -1,7 +1,6 @@
 // Brings a relocation into its working state without ever hiding or damaging data.
 #pragma once
 
-#include "Engine/AttachedImages.h"
 #include "Engine/MountProblem.h"
 #include "Foundation/Dates.h"
 #include "Records/Relocation.h"
@@ -21,6 +20,15 @@ void mount(const Relocation& relocation);
 /// it was, but for a ".DS_Store" that may have gone to the Trash. What is mounted rightly already is no
 /// error.
 void mountUnlocked(const Relocation& relocation, Date deadline);
+
+/// For a folder at which something is mounted: throws FernwahrungError unless that is the relocation's image,
+/// and what DiskImage::attachedImages throws.
+void requireMountedHere(const Relocation& relocation);
+
+/// For a caller that holds the OperationLock. A process killed while it checked an image leaves it attached
+/// at a temporary mount point: detaches it from there, unless an unfinished journal still needs it. Throws
+/// what DiskImage::detach throws.
+void releaseAbandonedMount(const Relocation& relocation);
 
 /// Throws while a guarded application or another process uses the folder. Nothing mounted is no error.
 void unmount(const Relocation& relocation);

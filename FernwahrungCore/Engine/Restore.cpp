@@ -1,6 +1,7 @@
 #include "Engine/Restore.h"
 
 #include "Engine/FaultHook.h"
+#include "Engine/Mount.h"
 #include "Engine/Operation.h"
 #include "Engine/Preflight.h"
 #include "Foundation/ByteFormat.h"
@@ -36,8 +37,7 @@ struct Origin {
   Verifier::Fingerprint before;
 };
 
-Origin measure(const Relocation& relocation, const std::string& path, bool isVolumeRoot) {
-  TreeSize size = FileOps::treeSize(path, isVolumeRoot, nullptr);
+void requireRoom(const Relocation& relocation, const TreeSize& size) {
   std::int64_t needed =
       static_cast<std::int64_t>(static_cast<double>(size.allocatedBytes) * 1.1) + 2'000'000'000;
   auto free = FileOps::freeBytes(PathString::parent(relocation.sourcePath));
@@ -45,6 +45,11 @@ Origin measure(const Relocation& relocation, const std::string& path, bool isVol
     throw FernwahrungError::message(fmt::format("Zu wenig Platz auf dem Mac: nötig ca. {}, frei {}.",
                                                 ByteFormat::string(needed), ByteFormat::string(*free)));
   }
+}
+
+Origin examine(const Relocation& relocation, const std::string& path, bool isVolumeRoot) {
+  TreeSize size = FileOps::treeSize(path, isVolumeRoot, nullptr);
+  requireRoom(relocation, size);
   return {path, isVolumeRoot, size.bytes, Verifier::fingerprint(path, isVolumeRoot)};
 }
 
@@ -56,9 +61,12 @@ std::string createStaging(Restoring& run, const Origin& origin) {
   return staging;
 }
 
-void verifyCopy(Restoring& run, const Origin& origin, const std::string& staging) {
+void finishCopy(Restoring& run, const Origin& origin, const std::string& staging) {
   carryOverFolderAttributes(origin.path, staging);
   run.complete("copied");
+}
+
+void verifyCopy(Restoring& run, const Origin& origin, const std::string& staging) {
   proveCopy(origin.path, staging,
             {.totalBytes = origin.totalBytes, .sourceIsVolumeRoot = origin.isVolumeRoot}, run.context);
   run.complete("verified");
@@ -88,9 +96,11 @@ void markRestored(Restoring& run) {
 std::string mountedPath(Restoring& run) {
   const Relocation& relocation = run.relocation;
   if (FileOps::isMountPoint(relocation.sourcePath)) {
+    requireMountedHere(relocation);
     run.journal.record("wasMountedAtSource", "ja");
     return relocation.sourcePath;
   }
+  releaseAbandonedMount(relocation);
   std::string tempMount = DiskImage::temporaryMountPoint();
   run.journal.record("tempMount", tempMount);
   DiskImage::attach(relocation.storagePath, tempMount, {.browsable = false, .readOnly = false});
@@ -133,9 +143,10 @@ void restoreImage(Restoring& run) {
   }
   ensureAppsClosed(relocation, source);
 
-  Origin origin = measure(relocation, mountedPath(run), /*isVolumeRoot=*/true);
+  Origin origin = examine(relocation, mountedPath(run), /*isVolumeRoot=*/true);
   std::string staging = createStaging(run, origin);
   Copier::copyContents(origin.path, staging, origin.totalBytes, /*sourceIsVolumeRoot=*/true, run.context);
+  finishCopy(run, origin, staging);
   verifyCopy(run, origin, staging);
 
   ensureUnchanged(run, origin);
@@ -163,11 +174,12 @@ void restoreSymlink(Restoring& run) {
   }
   ensureAppsClosed(relocation, source);
 
-  Origin origin = measure(relocation, storage, /*isVolumeRoot=*/false);
+  Origin origin = examine(relocation, storage, /*isVolumeRoot=*/false);
   std::string staging = createStaging(run, origin);
   std::int64_t baseline = FileOps::usedBytesOnVolume(staging).value_or(0);
   Copier::ditto(storage, staging, origin.totalBytes, baseline, run.context);
   run.context.report("Kopieren abgeschlossen", 1.0);
+  finishCopy(run, origin, staging);
   verifyCopy(run, origin, staging);
 
   ensureUnchanged(run, origin);

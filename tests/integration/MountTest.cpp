@@ -1,6 +1,7 @@
 #include "Scene.h"
 #include "support/Files.h"
 #include "support/Program.h"
+#include "support/ReaddirFault.h"
 #include "support/ToolDouble.h"
 
 #include "Engine/Mount.h"
@@ -40,6 +41,16 @@ class MountTest : public Scene {
   }
   Relocation offloadAndUnmount() {
     Relocation relocation = offload();
+    Relocator::unmount(relocation);
+    return relocation;
+  }
+  /// Another image, unmounted.
+  Relocation offloadSecond() {
+    RelocationPlan second = plan(RelocationKind::image);
+    second.name = "Zweite";
+    second.sourcePath = *mac / "Zweite";
+    writeFile(second.sourcePath + "/a", "b");
+    Relocation relocation = Relocator::relocate(second, context);
     Relocator::unmount(relocation);
     return relocation;
   }
@@ -126,6 +137,67 @@ TEST_F(MountTest, WaitingEndsWhenTheDriveComes) {
   EXPECT_TRUE(FileOps::isMountPoint(source));
 }
 
+/// A clock that only sleeping moves on.
+struct PatientClock {
+  double now = 1'800'000'000;
+  std::vector<double> sleeps;
+  std::function<void()> onSleep = [] {};
+  Clock::Override clock{[this] { return Dates::fromUnixSeconds(now); },
+                        [this](double seconds) {
+                          now += seconds;
+                          sleeps.push_back(seconds);
+                          onSleep();
+                        }};
+};
+
+TEST_F(MountTest, WaitingEndsAtItsDeadlineAndKeepsNobodyElseFromWorking) {
+  Relocation relocation = offloadAndUnmount();
+  drive->pull();
+  PatientClock clock;
+  clock.onSleep = [] { EXPECT_NO_THROW(OperationLock()) << "the wait comes before the lock"; };
+  std::vector<MountProblem> problems = Relocator::mountAllDetailed(60);
+  EXPECT_THAT(clock.sleeps, testing::AllOf(SizeIs(30), testing::Each(2.0)));
+  ASSERT_THAT(problems, SizeIs(1));
+  EXPECT_EQ(problems[0].kind, Kind::storageMissing);
+}
+
+TEST_F(MountTest, HolderOfTheLockMayWaitForTheDrive) {
+  Relocation relocation = offloadAndUnmount();
+  drive->pull();
+  PatientClock clock;
+  const Date deadline = Clock::now() + std::chrono::seconds(60);
+  {
+    OperationLock held;
+    EXPECT_THROW(Relocator::mountUnlocked(relocation, deadline), StorageMissingError);
+    EXPECT_THAT(clock.sleeps, testing::AllOf(SizeIs(30), testing::Each(2.0)));
+
+    clock.sleeps.clear();
+    clock.onSleep = [&] {
+      if (clock.sleeps.size() == 2) drive->remount();
+    };
+    EXPECT_EQ(errorOf([&] { Relocator::mountUnlocked(relocation, deadline + std::chrono::seconds(60)); }),
+              "");
+  }
+  EXPECT_THAT(clock.sleeps, SizeIs(2));
+  EXPECT_TRUE(FileOps::isMountPoint(source));
+}
+
+TEST_F(MountTest, NothingIsWaitedForWithoutAListAndForWhatIsMounted) {
+  PatientClock clock;
+  EXPECT_THAT(Relocator::mountAllDetailed(60), IsEmpty());
+  writeFile(*home / "registry.json", "kaputt");
+  EXPECT_THAT(Relocator::mountAll(60), ElementsAre("Liste der Fernwahrungen nicht lesbar."));
+  removeEverything(*home / "registry.json");
+
+  Relocation relocation = offload();
+  FileOps::renameExclusive(relocation.storagePath, relocation.storagePath + ".weg");
+  std::vector<MountProblem> problems = Relocator::mountAllDetailed(60);
+  ASSERT_THAT(problems, SizeIs(1));
+  EXPECT_EQ(problems[0].kind, Kind::storageMissing);
+  EXPECT_THAT(clock.sleeps, IsEmpty());
+  EXPECT_EQ(sourceDifference(), "");
+}
+
 TEST_F(MountTest, PausedRelocationIsNeitherWaitedForNorMounted) {
   Relocation relocation = offloadAndUnmount();
   MountPause::set(drive->path(), 3600, "Auswerfen");
@@ -195,6 +267,69 @@ TEST_F(MountTest, ImageAttachedElsewhereIsReported) {
   DiskImage::detach(elsewhere);
 }
 
+TEST_F(MountTest, ImageOpenedElsewhereDuringTheRunIsNamedSo) {
+  Relocation relocation = offloadAndUnmount();
+  std::string elsewhere = *mac / "anderswo";
+  makeFolder(elsewhere);
+  // somebody opens it between the look at the attached images and the check
+  ToolDouble hdiutil(
+      "/usr/bin/hdiutil",
+      {.thenReal = true,
+       .script = "case \"$*\" in 'info -plist')\n" + shellQuoted(HostTools::locate("/usr/bin/hdiutil")) +
+                 " \"$@\"\n" + shellQuoted(HostTools::locate("/usr/bin/hdiutil")) +
+                 " attach -plist -mountpoint " + shellQuoted(elsewhere) + " " +
+                 shellQuoted(relocation.storagePath) + " >/dev/null; exit 0;; esac"});
+  EXPECT_EQ(mountError(relocation), "Bereits an anderer Stelle eingehängt: " + elsewhere);
+  EXPECT_FALSE(FileOps::isMountPoint(source));
+  DiskImage::detach(elsewhere);
+}
+
+TEST_F(MountTest, ImagesThatCouldNotBeReadOnceAreReadForTheNextRelocation) {
+  Relocation first = offloadAndUnmount();
+  Relocation second = offloadSecond();
+  std::string elsewhere = *mac / "anderswo";
+  makeFolder(elsewhere);
+  DiskImage::attach(second.storagePath, elsewhere, {.browsable = false, .readOnly = false});
+  FileOps::setLocked(second.sourcePath, false);
+  ASSERT_EQ(::rmdir(second.sourcePath.c_str()), 0);
+  ToolDouble hdiutil("/usr/bin/hdiutil", {.thenReal = true});
+  hdiutil.answerCall(1, {.status = 1});
+  EXPECT_THAT(Relocator::mountAll(0),
+              ElementsAre("Zweite: Bereits an anderer Stelle eingehängt: " + elsewhere));
+  EXPECT_EQ(hdiutil.calls().at(0), (std::vector<std::string>{"info", "-plist"}));
+  EXPECT_TRUE(FileOps::isMountPoint(source));
+  DiskImage::detach(elsewhere);
+}
+
+TEST_F(MountTest, OneLookAtTheAttachedImagesServesAllThatAreMounted) {
+  offload();
+  offloadSecond();
+  Relocator::mountAll(0);
+  ToolDouble hdiutil("/usr/bin/hdiutil", {.thenReal = true});
+  EXPECT_THAT(Relocator::mountAll(0), IsEmpty());
+  EXPECT_THAT(hdiutil.calls(), ElementsAre(ElementsAre("info", "-plist")));
+}
+
+TEST_F(MountTest, ImageLeftBehindByAKilledCheckIsTakenFromThere) {
+  Relocation relocation = offloadAndUnmount();
+  std::string left = DiskImage::temporaryMountPoint();
+  DiskImage::attach(relocation.storagePath, left, {.browsable = false, .readOnly = true});
+  EXPECT_EQ(mountError(relocation), "");
+  EXPECT_EQ(sourceDifference(), "");
+  EXPECT_THAT(namesIn(*home / "mnt"), IsEmpty());
+}
+
+TEST_F(MountTest, ImageThatAnUnfinishedOperationHasMountedStaysWhereItIs) {
+  Relocation relocation = offloadAndUnmount();
+  std::string used = DiskImage::temporaryMountPoint();
+  Journal journal(OperationKind::restore, relocation);
+  journal.record("tempMount", used);
+  DiskImage::attach(relocation.storagePath, used, {.browsable = false, .readOnly = false});
+  EXPECT_EQ(mountError(relocation), "Bereits an anderer Stelle eingehängt: " + used);
+  EXPECT_TRUE(FileOps::isMountPoint(used));
+  DiskImage::detach(used);
+}
+
 TEST_F(MountTest, MissingMountPoint) {
   Relocation relocation = offloadAndUnmount();
   FileOps::setLocked(source, false);
@@ -227,7 +362,9 @@ TEST_F(MountTest, StrayDataIsDescribedAndNeverCovered) {
   FileOps::setLocked(source, false);
   writeFile(source + "/a/b", "12345");
   writeFile(source + "/.DS_Store", "");
+  ToolDouble diskutil("/usr/sbin/diskutil", {.status = 1});
   auto problems = Relocator::mountAllDetailed(0);
+  EXPECT_THAT(diskutil.calls(), IsEmpty()) << "no long check of what can't be mounted anyway";
   ASSERT_THAT(problems, SizeIs(1));
   EXPECT_EQ(problems[0].kind, Kind::notEmpty);
   EXPECT_EQ(problems[0].message,
@@ -242,27 +379,45 @@ TEST_F(MountTest, StrayDataIsDescribedAndNeverCovered) {
 
 TEST_F(MountTest, UnreadableFolderIsNotAnEmptyOne) {
   Relocation relocation = offloadAndUnmount();
-  FileOps::readdirErrorForTesting = EACCES;
-  EXPECT_THROW(Relocator::mount(relocation), AccessDeniedError);
-  EXPECT_EQ(Relocator::mountAllDetailed(0).at(0).kind, Kind::accessDenied);
-  FileOps::readdirErrorForTesting = EIO;
-  EXPECT_EQ(mountError(relocation),
-            "Der Einhängepunkt kann nicht gelesen werden (Input/output error): " + source);
-  FileOps::readdirErrorForTesting.reset();
+  {
+    const ReaddirFault refused(EACCES);
+    EXPECT_THROW(Relocator::mount(relocation), AccessDeniedError);
+    EXPECT_EQ(Relocator::mountAllDetailed(0).at(0).kind, Kind::accessDenied);
+  }
+  {
+    const ReaddirFault broken(EIO);
+    EXPECT_EQ(mountError(relocation),
+              "Der Einhängepunkt kann nicht gelesen werden (Input/output error): " + source);
+  }
   EXPECT_FALSE(FileOps::isMountPoint(source));
 }
 
 TEST_F(MountTest, DamagedImageIsNotMountedWhileVerificationIsOn) {
   Relocation relocation = offloadAndUnmount();
   damage(relocation);
+  TreeManifest bundle = TreeManifest::of(relocation.storagePath);
   std::string error = mountError(relocation);
   EXPECT_THAT(error,
               StartsWith("Das Dateisystem der virtuellen Festplatte ist beschädigt – NICHT eingehängt, damit "
                          "die App nichts verschlimmert. Reparatur mit dem Festplattendienstprogramm („Erste "
-                         "Hilfe“) nach dem Öffnen von Große Bibliothek.sparsebundle.\n"));
+                         "Hilfe“) nach dem Öffnen von Große Bibliothek.sparsebundle.\n"
+                         "Dateisystem-Prüfung meldet Fehler:\n"));
+  EXPECT_EQ(diff(bundle, TreeManifest::of(relocation.storagePath)), "") << "a look changes nothing";
   EXPECT_FALSE(FileOps::isMountPoint(source));
   EXPECT_THAT(namesIn(*home / "mnt"), IsEmpty());
   EXPECT_EQ(DiskImage::attachment(relocation.storagePath), std::nullopt);
+}
+
+TEST_F(MountTest, DamagedImageIsLeftToTheSystemWhileVerificationIsOff) {
+  Relocation relocation = offloadAndUnmount();
+  damage(relocation);
+  AppSettings settings;
+  settings.verifyBeforeMount = false;
+  settings.save();
+  ToolDouble diskutil("/usr/sbin/diskutil", {.status = 1});
+  EXPECT_EQ(mountError(relocation), "");
+  EXPECT_TRUE(FileOps::isMountPoint(source));
+  EXPECT_THAT(diskutil.calls(), IsEmpty());
 }
 
 TEST_F(MountTest, VerificationRunsByDefaultAndCanBeSwitchedOff) {
@@ -301,20 +456,26 @@ TEST_F(MountTest, SpotlightImageIsBrowsableAndIndexed) {
                                                              "-noautoopen", relocation.storagePath)));
 }
 
+TEST_F(MountTest, ImageWithoutSpotlightIsHiddenAndNotIndexed) {
+  Relocation relocation = offloadAndUnmount();
+  relocation.spotlight = false;
+  ToolDouble mdutil("/usr/bin/mdutil");
+  ToolDouble hdiutil("/usr/bin/hdiutil", {.thenReal = true});
+  EXPECT_EQ(mountError(relocation), "");
+  EXPECT_THAT(mdutil.calls(), IsEmpty());
+  EXPECT_THAT(hdiutil.calls(),
+              testing::Contains(ElementsAre("attach", "-plist", "-mountpoint", source, "-noautoopen",
+                                            "-nobrowse", relocation.storagePath)));
+}
+
 TEST_F(MountTest, OneProblemDoesNotStopTheOthers) {
   Relocation first = offloadAndUnmount();
-  std::string secondSource = *mac / "Zweite";
-  writeFile(secondSource + "/a", "b");
-  RelocationPlan secondPlan = plan(RelocationKind::image);
-  secondPlan.name = "Zweite";
-  secondPlan.sourcePath = secondSource;
-  Relocation second = Relocator::relocate(secondPlan, context);
-  Relocator::unmount(second);
+  Relocation second = offloadSecond();
   FileOps::setLocked(source, false);
   ASSERT_EQ(::rmdir(source.c_str()), 0);
 
   EXPECT_THAT(Relocator::mountAll(0), ElementsAre("Große Bibliothek: Einhängepunkt fehlt: " + source));
-  EXPECT_TRUE(FileOps::isMountPoint(secondSource));
+  EXPECT_TRUE(FileOps::isMountPoint(second.sourcePath));
   EXPECT_THAT(log(), HasSubstr("Einhängen fehlgeschlagen: Große Bibliothek: Einhängepunkt fehlt: " + source));
 }
 

@@ -1,16 +1,23 @@
 #include "Scene.h"
 #include "support/Files.h"
+#include "support/InjectFault.h"
 #include "support/Program.h"
+#include "support/ToolDouble.h"
 
 #include "Engine/Relocate.h"
 #include "Engine/Restore.h"
 #include "Engine/Rollback.h"
 #include "Engine/Status.h"
 #include "Foundation/ByteFormat.h"
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/OperationLock.h"
 #include "Foundation/PathString.h"
+#include "Platform/FileChanges.h"
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
 
+#include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -19,9 +26,11 @@ namespace fernwahrung {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 class RestoreTest : public Scene {
  protected:
@@ -32,6 +41,38 @@ class RestoreTest : public Scene {
   }
   std::string restoreError(const Relocation& relocation) {
     return errorOf([&] { Relocator::restore(relocation, context); });
+  }
+  /// The same with something that happens at the first progress text that begins so.
+  std::string restoreErrorWhen(const Relocation& relocation, const std::string& begin,
+                               const std::function<void()>& happens) {
+    bool happened = false;
+    OperationContext meddling(onProgress([&](const std::string& text) {
+      if (happened || !text.starts_with(begin)) return;
+      happened = true;
+      happens();
+    }));
+    std::string error = errorOf([&] { Relocator::restore(relocation, meddling); });
+    EXPECT_TRUE(happened) << begin;
+    return error;
+  }
+  /// The data where the relocation keeps it, with all that a run which was rolled back must leave behind.
+  void expectStillOffloaded(const Relocation& relocation) const {
+    EXPECT_THAT(RegistryStore::load().relocations, ElementsAre(relocation));
+    EXPECT_EQ(Relocator::status(relocation).health, RelocationStatus::Health::ok);
+    EXPECT_EQ(FileOps::isSymlink(source), relocation.kind == RelocationKind::symlink);
+    const bool isImage = relocation.kind == RelocationKind::image;
+    EXPECT_EQ(diff(before, TreeManifest::of(isImage ? source : relocation.storagePath)), "");
+    EXPECT_EQ(besideSource(),
+              std::vector<std::string>{PathString::lastComponent(*relocation.originalBackupPath)})
+        << "no staging folder";
+    EXPECT_THAT(Journal::unfinished(), IsEmpty());
+    EXPECT_THAT(mountsBelow(home->path()), IsEmpty());
+  }
+  /// Back to nothing, for the next kind.
+  void forgetEverything() {
+    for (const std::string& path : {home->path(), mac->path(), drive->path()}) {
+      for (const std::string& name : namesIn(path)) removeEverything(path + "/" + name);
+    }
   }
 };
 
@@ -148,11 +189,18 @@ TEST_F(RestoreTest, FileWrittenUnderTheImageStopsBeforeAnythingIsRemoved) {
     ::rmdir(parent.c_str());
     written = true;
   }));
+  std::string error = errorOf([&] { Relocator::restore(image, writing); });
   EXPECT_THAT(
-      errorOf([&] { Relocator::restore(image, writing); }),
-      HasSubstr("Der leere Einhängepunkt ist nicht leer – Abbruch, um nichts zu überschreiben: " + source));
+      error,
+      StartsWith("Der leere Einhängepunkt ist nicht leer – Abbruch, um nichts zu überschreiben: " + source +
+                 "\n\nZusätzlich konnte der Ausgangszustand nicht automatisch wiederhergestellt werden:\n"
+                 "Der Einhängepunkt ist nicht leer – Einhängen würde Daten verdecken: " +
+                 source + "\n\nEs ist nichts gelöscht worden."));
   ASSERT_TRUE(written);
   EXPECT_EQ(readFile(source + "/verirrt"), "wichtig");
+  EXPECT_FALSE(FileOps::isMountPoint(source));
+  std::string staging = Journal::unfinished().at(0).path("staging").value();
+  EXPECT_EQ(diff(before, TreeManifest::of(staging)), "") << "the proved copy stays until the way is free";
   EXPECT_EQ(RegistryStore::load().relocations.at(0), image);
   EXPECT_TRUE(exists(image.storagePath));
   EXPECT_TRUE(exists(*image.originalBackupPath));
@@ -181,6 +229,259 @@ TEST_F(RestoreTest, DataChangedDuringTheCopyRollsBack) {
   EXPECT_TRUE(FileOps::isMountPoint(source));
   EXPECT_EQ(readFile(source + "/neu"), "von der App");
   EXPECT_THAT(besideSource(), SizeIs(1));
+}
+
+TEST_F(RestoreTest, StorageBehindASymlinkChangedDuringTheCopyRollsBack) {
+  Relocation link = offload(RelocationKind::symlink, small);
+  EXPECT_EQ(restoreErrorWhen(link, "Prüfung abgeschlossen",
+                             [&] { writeFile(link.storagePath + "/neu", "von der App"); }),
+            "Die Daten wurden während des Kopierens verändert. Vorgang wird sicher zurückgerollt.");
+  EXPECT_EQ(readFile(link.storagePath + "/neu"), "von der App");
+  ::unlink((link.storagePath + "/neu").c_str());
+  EXPECT_EQ(FileOps::symlinkDestination(source), link.storagePath);
+  EXPECT_THAT(besideSource(), SizeIs(1));
+}
+
+TEST_F(RestoreTest, AnotherImageAtTheSourceIsNeverTakenForTheData) {
+  Relocation relocation = offload(RelocationKind::image, small);
+  DiskImage::detach(source);
+  std::string other = *drive / "Andere.sparsebundle";
+  DiskImage::create(other, 200'000'000, "Andere");
+  DiskImage::attach(other, source, {.browsable = false, .readOnly = false});
+  writeFile(source + "/fremd", "x");
+  EXPECT_EQ(restoreError(relocation),
+            "An diesem Ort ist ein anderes Laufwerk eingehängt, nicht die virtuelle Festplatte „Große "
+            "Bibliothek“: " +
+                source);
+  EXPECT_EQ(readFile(source + "/fremd"), "x");
+  EXPECT_THAT(besideSource(), SizeIs(1)) << "no staging folder";
+  EXPECT_FALSE(closedJournal(OperationKind::restore).path("staging"));
+  EXPECT_THAT(RegistryStore::load().relocations, ElementsAre(relocation));
+
+  DiskImage::detach(source);
+  EXPECT_EQ(restoreError(relocation), "");
+  EXPECT_EQ(sourceDifference(), "");
+}
+
+TEST_F(RestoreTest, ImageLeftBehindByAKilledCheckComesBack) {
+  Relocation relocation = offload(RelocationKind::image, small);
+  DiskImage::detach(source);
+  DiskImage::attach(relocation.storagePath, DiskImage::temporaryMountPoint(),
+                    {.browsable = false, .readOnly = true});
+  EXPECT_EQ(restoreError(relocation), "");
+  EXPECT_EQ(sourceDifference(), "");
+  EXPECT_THAT(namesIn(*home / "mnt"), IsEmpty());
+}
+
+TEST_F(RestoreTest, CopyToolThatLeavesAFileOutIsFoundOut) {
+  for (RelocationKind kind : allRelocationKinds) {
+    SCOPED_TRACE(rawValue(kind));
+    Relocation relocation = offload(kind, small);
+    std::string error;
+    {
+      // an image's entries are copied one by one, a folder as a whole
+      ToolDouble ditto(
+          "/usr/bin/ditto",
+          {.thenReal = true,
+           .script = "case \"$1\" in */einfach.txt) exit 0;; " + shellQuoted(relocation.storagePath) +
+                     ") cp -a \"$1/.\" \"$2\"; rm \"$2/einfach.txt\"; exit 0;; esac"});
+      error = restoreError(relocation);
+    }
+    EXPECT_THAT(error, HasSubstr("Fehlt in der Kopie: " + source + ".ZURUECK-"));
+    EXPECT_THAT(error, HasSubstr("/einfach.txt"));
+    expectStillOffloaded(relocation);
+    EXPECT_EQ(closedJournal(OperationKind::restore).completedSteps.back(), "copied");
+    forgetEverything();
+  }
+}
+
+TEST_F(RestoreTest, ProgramThatUsesTheFolderStopsItBeforeTheCopyAndBeforeTheSwap) {
+  for (RelocationKind kind : allRelocationKinds) {
+    SCOPED_TRACE(rawValue(kind));
+    Relocation relocation = offload(kind, small);
+    auto open = [&] {
+      return FileDescriptor(::open((source + "/einfach.txt").c_str(), O_RDONLY | O_CLOEXEC));
+    };
+    const std::string holders = "Bitte zuerst beenden – diese Programme haben noch Dateien offen:\n• ";
+    {
+      FileDescriptor file = open();
+      EXPECT_THAT(restoreError(relocation), StartsWith(holders));
+    }
+    expectStillOffloaded(relocation);
+    EXPECT_FALSE(closedJournal(OperationKind::restore).path("staging"));
+
+    removeEverything(*home / "journal");
+    FileDescriptor file;
+    EXPECT_THAT(restoreErrorWhen(relocation, "Prüfung abgeschlossen", [&] { file = open(); }),
+                StartsWith(holders));
+    expectStillOffloaded(relocation);
+    EXPECT_EQ(closedJournal(OperationKind::restore).completedSteps.back(), "verified");
+    file = {};
+    forgetEverything();
+  }
+}
+
+TEST_F(RestoreTest, CancellingRollsBack) {
+  for (RelocationKind kind : allRelocationKinds) {
+    Relocation relocation = offload(kind);
+    for (const char* moment : {"Kopiere ", "Kopieren abgeschlossen", "Prüfe "}) {
+      SCOPED_TRACE(rawValue(kind) + " at " + moment);
+      OperationContext* running = nullptr;
+      OperationContext cancelling(onProgress([&](const std::string& text) {
+        if (text.starts_with(moment)) running->cancel();
+      }));
+      running = &cancelling;
+      EXPECT_EQ(errorOf([&] { Relocator::restore(relocation, cancelling); }), "Vorgang abgebrochen.");
+      expectStillOffloaded(relocation);
+    }
+    EXPECT_EQ(restoreError(relocation), "");
+    EXPECT_EQ(sourceDifference(), "");
+    forgetEverything();
+  }
+}
+
+TEST_F(RestoreTest, SignalDuringTheCopyCancelsTheCommand) {
+  for (RelocationKind kind : allRelocationKinds) {
+    SCOPED_TRACE(rawValue(kind));
+    Relocation relocation = offload(kind, small);
+    // the program finds its tools beside itself; this copy tool makes its caller get the signal
+    TempFolder bin;
+    makeFolder(bin / "host-tools");
+    const std::string built = PathString::parent(FERNWAHRUNG_HELPER);
+    std::filesystem::copy_file(FERNWAHRUNG_HELPER, bin / "fernwahrung");
+    std::filesystem::copy_file(built + "/fernwahrung-host", bin / "fernwahrung-host");
+    for (const char* tool : {"hdiutil", "ps"})
+      std::filesystem::create_symlink("../fernwahrung-host", bin / (std::string("host-tools/") + tool));
+    writeFile(bin / "host-tools/ditto", "#!/bin/sh\nkill -INT $PPID\nexec sleep 600\n", 0755);
+    const ProgramResult result = runProgram({bin / "fernwahrung", "restore", relocation.id.text()});
+    EXPECT_EQ(result.status, 130);
+    EXPECT_EQ(result.err, "Vorgang abgebrochen.\n");
+    EXPECT_EQ(result.out, "");
+    expectStillOffloaded(relocation);
+    forgetEverything();
+  }
+}
+
+TEST_F(RestoreTest, HeldLockRefusesAtOnce) {
+  Relocation relocation = offload(RelocationKind::symlink, small);
+  removeEverything(*home / "journal");
+  OperationLock held;
+  EXPECT_EQ(restoreError(relocation),
+            "Es läuft bereits ein anderer Vorgang (App oder Kommandozeile). Bitte warten.");
+  EXPECT_FALSE(exists(*home / "journal"));
+  EXPECT_EQ(FileOps::symlinkDestination(source), relocation.storagePath);
+}
+
+TEST_F(RestoreTest, WithoutAJournalNothingBegins) {
+  Relocation relocation = offload(RelocationKind::image, small);
+  removeEverything(*home / "journal");
+  writeFile(*home / "journal", "im Weg");
+  EXPECT_NE(restoreError(relocation), "");
+  EXPECT_THAT(log(), testing::Not(HasSubstr("=== Zurückholen gestartet")));
+  removeEverything(*home / "journal");
+  expectStillOffloaded(relocation);
+}
+
+TEST_F(RestoreTest, EntryThatIsGoneFromTheListIsNoError) {
+  Relocation relocation = offload(RelocationKind::symlink, small);
+  RegistryStore::save({});
+  removeEverything(*home / "registry.json.bak");
+  removeEverything(*home / "registry.json");
+  EXPECT_EQ(restoreError(relocation), "");
+  EXPECT_EQ(sourceDifference(), "");
+  EXPECT_TRUE(exists(*home / "registry.json")) << "saved all the same";
+  EXPECT_EQ(RegistryStore::load(), Registry{});
+}
+
+/// Does something right after the core has changed what a test waits for.
+class Meddler : public Platform::ChangeObserver {
+ public:
+  Meddler() { Platform::observeChanges(this); }
+  ~Meddler() override { Platform::observeChanges(nullptr); }
+  Meddler(const Meddler&) = delete;
+  Meddler& operator=(const Meddler&) = delete;
+
+  std::function<void(const std::string& path)> onUnlocked = [](const std::string&) {};
+  std::function<void(const std::string& path)> onRenamed = [](const std::string&) {};
+
+  void madeDirectory(const std::string&) override {}
+  void removedDirectory(const std::string&) override {}
+  void unlinked(const std::string&) override {}
+  void madeLink(const std::string&, const std::string&) override {}
+  void madeSymlink(const std::string&, const std::string&) override {}
+  void renamed(const std::string&, const std::string& to) override { onRenamed(to); }
+  void created(const std::string&) override {}
+  void wrote(const std::string&, std::string_view) override {}
+  void flushed(const std::string&) override {}
+  void flushedDirectory(const std::string&) override {}
+  void changedImmutable(const std::string& path, bool immutable) override {
+    if (!immutable) onUnlocked(path);
+  }
+};
+
+TEST_F(RestoreTest, ContentThatIsNotWhatItWasAfterTheSwapIsGivenBack) {
+  Relocation relocation = offload(RelocationKind::image, small);
+  std::string error;
+  {
+    Meddler meddler;
+    meddler.onRenamed = [&](const std::string& path) {
+      if (path == source) writeFile(source + "/zu viel", "x");
+    };
+    error = restoreError(relocation);
+  }
+  EXPECT_EQ(error, "Nach dem Zurückholen stimmt der Inhalt nicht.");
+  expectStillOffloaded(relocation);
+}
+
+TEST_F(RestoreTest, FileWrittenTheMomentTheFolderIsUnlockedStopsItsRemoval) {
+  Relocation relocation = offload(RelocationKind::image, small);
+  DiskImage::detach(source);
+  std::string error;
+  {
+    Meddler meddler;
+    meddler.onUnlocked = [&](const std::string& path) {
+      if (path == source) writeFile(source + "/verirrt", "wichtig");
+    };
+    error = restoreError(relocation);
+  }
+  EXPECT_EQ(error, "Leerer Einhängepunkt konnte nicht entfernt werden: " + source);
+  EXPECT_EQ(readFile(source + "/verirrt"), "wichtig");
+  EXPECT_THAT(RegistryStore::load().relocations, ElementsAre(relocation));
+  EXPECT_THAT(Journal::unfinished(), IsEmpty());
+  EXPECT_THAT(besideSource(), SizeIs(1));
+}
+
+TEST_F(RestoreTest, FolderThatTakesNoAttributesStopsIt) {
+  Relocation relocation = offload(RelocationKind::image, small);
+  std::string staging;
+  std::string error = restoreErrorWhen(relocation, "Kopieren abgeschlossen", [&] {
+    staging = Journal::unfinished().at(0).path("staging").value();
+    ASSERT_TRUE(setImmutableFlag(staging, true));
+  });
+  EXPECT_THAT(error, StartsWith("Rechte und Eigenschaften des Ordners konnten nicht übertragen werden: " +
+                                source + " → " + staging + " (Operation not permitted)"));
+  ASSERT_TRUE(setImmutableFlag(staging, false));
+  for (Journal& journal : Journal::unfinished()) Relocator::rollback(journal);
+  expectStillOffloaded(relocation);
+}
+
+TEST_F(RestoreTest, FaultsOfTheSystemAreNamed) {
+  if (auto reason = InjectFault::unavailable()) GTEST_SKIP() << *reason;
+  Relocation relocation = offload(RelocationKind::symlink, small);
+  const std::vector<std::string> command{FERNWAHRUNG_HELPER, "restore", relocation.id.text()};
+  ProgramResult removing =
+      InjectFault::run(command, {.calls = "unlink,unlinkat", .error = "EPERM", .paths = {source}});
+  EXPECT_EQ(removing.status, 1);
+  EXPECT_THAT(removing.err, EndsWith("Symlink konnte nicht entfernt werden: " + source + "\n"));
+  expectStillOffloaded(relocation);
+
+  ProgramResult flushing = InjectFault::run(command, {.calls = "syncfs", .error = "EIO"});
+  EXPECT_EQ(flushing.status, 1);
+  EXPECT_THAT(
+      flushing.err,
+      StartsWith("Die Kopie konnte nicht auf das Laufwerk geschrieben werden: " + source + ".ZURUECK-"));
+  EXPECT_THAT(flushing.err, HasSubstr(" (Input/output error)"));
+  expectStillOffloaded(relocation);
 }
 
 TEST_F(RestoreTest, MarginIsATenthAndTwoGigabytes) {

@@ -98,6 +98,7 @@ void makeNastyTree(const std::string& folder, const NastyTreeOptions& options) {
 
   writeFile(at("Hart/eins"), bytes(5000, 1));
   demand(::link(at("Hart/eins").c_str(), at("Hart/zwei").c_str()), at("Hart/zwei"));
+  demand(::link(at("Hart/eins").c_str(), at("Hart oben").c_str()), at("Hart oben"));
   makeFolder(at("Hart/tiefer"));
   demand(::link(at("Hart/eins").c_str(), at("Hart/tiefer/drei").c_str()), at("Hart/tiefer/drei"));
 

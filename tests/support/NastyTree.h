@@ -13,10 +13,10 @@ struct NastyTreeOptions {
 
 /// Fills the folder (made if need be) with all that makes copying hard and is still legal on a Mac: names
 /// with umlauts in both normal forms, blanks, line breaks, backslashes and of 255 bytes; links absolute,
-/// relative, dangling and to themselves; hard links; a sparse file; attributes on files and folders; empty
-/// folders and files; modes 0400 to 0755 with set-id and sticky bits; ".DS_Store" at two depths; a deep
-/// folder; file times with nanoseconds. The same each time. No two names are equal when case or normal form
-/// is ignored.
+/// relative, dangling and to themselves; hard links, in one folder and across folders; a sparse file;
+/// attributes on files and folders; empty folders and files; modes 0400 to 0755 with set-id and sticky bits;
+/// ".DS_Store" at two depths; a deep folder; file times with nanoseconds. The same each time. No two names
+/// are equal when case or normal form is ignored.
 void makeNastyTree(const std::string& folder, const NastyTreeOptions& options = {});
 
 }  // namespace fernwahrung

@@ -1,12 +1,13 @@
 #include "support/Files.h"
+#include "support/ReaddirFault.h"
 #include "support/TempFolder.h"
 #include "support/ToolDouble.h"
 
 #include "Engine/Status.h"
-#include "Storage/DirectoryState.h"
 #include "Storage/FileOps.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fernwahrung {
@@ -17,6 +18,9 @@ using testing::IsEmpty;
 using Health = RelocationStatus::Health;
 
 const char* const unlockedDetail = "Einhängepunkt ist nicht schreibgeschützt.";
+const char* const accessDeniedDetail =
+    "Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. Ob er leer ist, ist "
+    "unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.";
 
 class StatusTest : public testing::Test {
  protected:
@@ -104,21 +108,27 @@ TEST_F(StatusTest, StrayDataIsAnnounced) {
 TEST_F(StatusTest, RefusedReadingIsToldApartFromOtherReadErrors) {
   makeStorage();
   makeFolder(relocation.sourcePath);
-  FileOps::readdirErrorForTesting = EPERM;
+  {
+    const ReaddirFault refused(EPERM);
+    RelocationStatus status = Relocator::status(relocation);
+    EXPECT_THAT(status.details, ElementsAre(accessDeniedDetail, unlockedDetail));
+    EXPECT_TRUE(status.accessDenied) << "the permission bits allow reading, so it is the privacy protection";
+  }
+  const ReaddirFault broken(EIO);
   RelocationStatus status = Relocator::status(relocation);
-  EXPECT_THAT(
-      status.details,
-      ElementsAre("Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. Ob er leer "
-                  "ist, ist unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.",
-                  unlockedDetail));
-  EXPECT_TRUE(status.accessDenied) << "the permission bits allow reading, so it is the privacy protection";
-
-  FileOps::readdirErrorForTesting = EIO;
-  status = Relocator::status(relocation);
   EXPECT_THAT(status.details,
               ElementsAre("Der Ordner kann nicht gelesen werden (Input/output error).", unlockedDetail));
   EXPECT_FALSE(status.accessDenied);
-  FileOps::readdirErrorForTesting.reset();
+}
+
+TEST_F(StatusTest, FolderThatItsOwnBitsCloseIsNoMatterOfPrivacy) {
+  makeStorage();
+  makeFolder(relocation.sourcePath);
+  ASSERT_EQ(::chmod(relocation.sourcePath.c_str(), 0300), 0);
+  const ReaddirFault refused(EACCES);
+  RelocationStatus status = Relocator::status(relocation);
+  EXPECT_THAT(status.details, ElementsAre(accessDeniedDetail, unlockedDetail));
+  EXPECT_FALSE(status.accessDenied);
 }
 
 TEST_F(StatusTest, MissingMountPointIsNotProtected) {
