@@ -19,7 +19,9 @@
 #include <gmock/gmock.h>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace fernwahrung {
@@ -56,11 +58,23 @@ bool namesOnlyTheProgramItself(const std::string& message) {
   return true;
 }
 
+/// The value behind a title of a status.
+std::optional<std::string> factOf(const std::string& line, const std::string& title) {
+  if (!line.starts_with(title + ":")) return std::nullopt;
+  return Text::trimmed(line.substr(title.size() + 1));
+}
+
+/// One of the states that come and go here. The check before a mount attaches the image elsewhere for a
+/// moment; there is nothing else to be found.
 bool isStatus(const std::string& out) {
-  for (const char* state : {"✓ Eingehängt\n", "✗ Nicht eingehängt\n", "✓ Verlinkt\n"}) {
-    if (out.find(state) != std::string::npos) return true;
+  const std::set<std::string> states = {"✓ Eingehängt", "✗ Nicht eingehängt", "✓ Verlinkt"};
+  bool isKnown = false;
+  for (const std::string& line : Text::split(out, '\n')) {
+    if (const auto state = factOf(line, "Zustand")) isKnown = states.contains(*state);
+    if (const auto finding = factOf(line, "Befund"); finding && *finding != "An anderer Stelle eingehängt.")
+      return false;
   }
-  return false;
+  return isKnown;
 }
 
 bool isAllowed(const std::string& verb, const ProgramResult& result) {

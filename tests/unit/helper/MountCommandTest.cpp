@@ -1,6 +1,7 @@
 #include "HelperRun.h"
 #include "support/Files.h"
 
+#include "Foundation/Clock.h"
 #include "Foundation/OperationLock.h"
 #include "Records/MountPause.h"
 
@@ -68,6 +69,15 @@ TEST_F(MountCommandTest, AllProblemsAreListed) {
                                                  "). App NICHT starten!"}}}));
   EXPECT_EQ(result.err,
             "fehlt: Externes Laufwerk fehlt (" + missing_.storagePath + "). App NICHT starten!\n");
+}
+
+TEST_F(MountCommandTest, ACommandWaitsForNoDrive) {
+  int sleeps = 0;
+  const Date now = Clock::now();
+  const Clock::Override clock([&] { return now; }, [&](double) { ++sleeps; });
+  EXPECT_EQ(runHelper({"mount-all"}).code, ExitCode::failed);
+  EXPECT_EQ(runHelper({"mount", "fehlt"}).code, ExitCode::failed);
+  EXPECT_EQ(sleeps, 0);
 }
 
 TEST_F(MountCommandTest, WithoutProblemsAllIsWell) {
