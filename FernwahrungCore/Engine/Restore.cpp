@@ -16,6 +16,7 @@
 #include "Storage/Verifier.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 namespace fernwahrung::Relocator {
 namespace {
@@ -56,7 +57,8 @@ Origin examine(const Relocation& relocation, const std::string& path, bool isVol
 std::string createStaging(Restoring& run, const Origin& origin) {
   std::string staging = siblingPath(run.relocation.sourcePath, "ZURUECK");
   run.journal.record("staging", staging);
-  FileOps::createDirectory(staging, origin.path);
+  // it is filled before it gets its exact mode, which may forbid that to its owner
+  FileOps::createDirectory(staging, origin.path, S_IRWXU);
   run.complete("stagingCreated");
   return staging;
 }

@@ -153,7 +153,7 @@ TEST_F(CountsTest, ACapacityWalksEachBundleOnceAndStartsNothing) {
   }
 }
 
-TEST_F(CountsTest, AMissingDriveCostsNoToolMoreAndNoWait) {
+TEST_F(CountsTest, AMissingDriveCostsNoToolMore) {
   Registry registry = RegistryStore::load();
   for (Relocation& relocation : registry.relocations)
     relocation.storagePath = "/Volumes/Fehlt/" + relocation.name + ".sparsebundle";

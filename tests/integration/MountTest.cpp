@@ -395,14 +395,18 @@ TEST_F(MountTest, UnreadableFolderIsNotAnEmptyOne) {
 TEST_F(MountTest, DamagedImageIsNotMountedWhileVerificationIsOn) {
   Relocation relocation = offloadAndUnmount();
   damage(relocation);
-  TreeManifest bundle = TreeManifest::of(relocation.storagePath);
+  const auto lastChange = [&] {
+    return mustRun({"stat", "--format=%n %y %z %b %s", relocation.storagePath + "/bands/0",
+                    relocation.storagePath + "/Info.plist"});
+  };
+  const std::string unharmed = lastChange();
   std::string error = mountError(relocation);
   EXPECT_THAT(error,
               StartsWith("Das Dateisystem der virtuellen Festplatte ist beschädigt – NICHT eingehängt, damit "
                          "die App nichts verschlimmert. Reparatur mit dem Festplattendienstprogramm („Erste "
                          "Hilfe“) nach dem Öffnen von Große Bibliothek.sparsebundle.\n"
                          "Dateisystem-Prüfung meldet Fehler:\n"));
-  EXPECT_EQ(diff(bundle, TreeManifest::of(relocation.storagePath)), "") << "a look changes nothing";
+  EXPECT_EQ(lastChange(), unharmed) << "a look changes nothing";
   EXPECT_FALSE(FileOps::isMountPoint(source));
   EXPECT_THAT(namesIn(*home / "mnt"), IsEmpty());
   EXPECT_EQ(DiskImage::attachment(relocation.storagePath), std::nullopt);

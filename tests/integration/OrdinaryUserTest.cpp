@@ -8,12 +8,14 @@
 #include "support/TempFolder.h"
 #include "support/TreeManifest.h"
 
+#include "Foundation/Json.h"
 #include "Foundation/PathString.h"
 
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -180,12 +182,88 @@ class OrdinaryUserTest : public testing::Test {
   std::vector<std::string> journals() const {
     return exists(home_ + "/journal") ? namesIn(home_ + "/journal") : std::vector<std::string>{};
   }
+  void setMode(const std::string& path, mode_t mode) const {
+    ASSERT_EQ(asUser([&] { return ::chmod(path.c_str(), mode); }), 0) << path;
+  }
+  /// Puts a shell script in a tool's place; it is told, quoted, where the tool itself can be called.
+  void replaceTool(const std::string& tool, const std::function<std::string(const std::string&)>& script) {
+    makeFolder(folder_ / "bin/echt");
+    const std::string real = folder_ / ("bin/echt/" + tool);
+    std::filesystem::create_symlink("../fernwahrung-host", real);
+    std::filesystem::remove(tools_ + "/" + tool);
+    writeFile(tools_ + "/" + tool, "#!/bin/sh\n" + script(shellQuoted(real)), 0755);
+  }
+  void replaceWithReal(const std::string& tool) {
+    std::filesystem::remove(tools_ + "/" + tool);
+    std::filesystem::create_symlink("../fernwahrung-host", tools_ + "/" + tool);
+  }
+  /// Lines of sh that tell killWhenStopped that the tool has come so far, and stop there.
+  std::string stopHere() const {
+    const std::string file = shellQuoted(stopped_);
+    return "echo $$ >" + file + ".new; mv " + file + ".new " + file + "; exec sleep 600\n";
+  }
+  /// Runs the command until a tool has stopped, and kills it there, and then the tool.
+  void killWhenStopped(const std::vector<std::string>& arguments) const {
+    const std::vector<std::string> line = commandLine(arguments);
+    std::vector<char*> argv;
+    for (const std::string& word : line) argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    const pid_t helper = ::fork();
+    if (helper == 0) {
+      ::execvp(argv[0], argv.data());
+      ::_exit(127);
+    }
+    const bool hasStopped = eventually([&] { return exists(stopped_); });
+    ::kill(helper, SIGKILL);
+    int status = 0;
+    ::waitpid(helper, &status, 0);
+    ASSERT_TRUE(hasStopped);
+    ::kill(std::stoi(readFile(stopped_)), SIGKILL);
+  }
+  void expectRolledBack() const {
+    EXPECT_THAT(output({"rollback", "--all"}),
+                EndsWith("Der unterbrochene Vorgang wurde zur\u00fcckgerollt.\n"));
+    EXPECT_THAT(output({"rollback", "--all"}), testing::Not(HasSubstr("wurde zur\u00fcckgerollt")));
+  }
+  /// Where the data lies while it is offloaded.
+  std::string offloadedData(const std::string& kind) const {
+    return kind == "image" ? source_ : storage_ + "/Bibliothek";
+  }
+  /// The source as it was, but for the mode of the folder itself.
+  void expectBackWithMode(mode_t mode, const std::string& kind) {
+    TreeManifest expected = kind == "image" ? onVolume(before_) : before_;
+    expected.entries.at(".").mode = mode;
+    EXPECT_EQ(diff(expected, manifest()), "");
+    EXPECT_FALSE(std::filesystem::is_symlink(source_));
+  }
+  void readOnlyFolderComesBack(const std::string& kind) {
+    output(planned("relocate", kind));
+    setMode(offloadedData(kind), 0500);
+    output({"restore", "Bibliothek"});
+    expectBackWithMode(0500, kind);
+    EXPECT_THAT(mounts(), IsEmpty());
+  }
+  void copyOfAReadOnlyFolderIsGivenUp(const std::string& kind) {
+    output(planned("relocate", kind));
+    setMode(offloadedData(kind), 0500);
+    replaceTool("ditto", [](const std::string& real) {
+      return real + " \"$@\" && if [ -d \"$2\" ]; then rm -f \"$2/einfach.txt\"; else rm -f \"$2\"; fi\n";
+    });
+    const ProgramResult result = fernwahrung({"restore", "Bibliothek"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("Fehlt in der Kopie: "));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("Zus\u00e4tzlich konnte der Ausgangszustand")));
+    EXPECT_THAT(namesIn(mac_), testing::SizeIs(2)) << "the link or mount point, and the kept original";
+    EXPECT_THAT(namesIn(home_ + "/Papierkorb"), testing::SizeIs(1));
+    EXPECT_THAT(journals(), ElementsAre("erledigt"));
+  }
 
   const TempFolder folder_;
   const std::string home_ = folder_ / "home";
   const std::string mac_ = folder_ / "mac";
   const std::string storage_ = folder_ / "laufwerk";
   const std::string tools_ = folder_ / "bin/host-tools";
+  const std::string stopped_ = folder_ / "home/stopped";
   const std::string source_ = mac_ + "/Gro\u00dfe Bibliothek";
   TreeManifest before_;
 };
@@ -222,40 +300,88 @@ TEST_F(OrdinaryUserTest, ASymlinkGoesOutAndComesBackWithoutAnyLoss) {
   EXPECT_EQ(diff(before_, manifest(), {.holes = true}), "");
 }
 
+TEST_F(OrdinaryUserTest, AnImageOfAFolderWithoutTheRightToWriteComesBack) {
+  readOnlyFolderComesBack("image");
+}
+
+TEST_F(OrdinaryUserTest, ALinkedFolderWithoutTheRightToWriteComesBack) {
+  readOnlyFolderComesBack("symlink");
+}
+
+TEST_F(OrdinaryUserTest, ACopyOfAnImageWithoutTheRightToWriteCanBeGivenUp) {
+  copyOfAReadOnlyFolderIsGivenUp("image");
+}
+
+TEST_F(OrdinaryUserTest, ACopyOfALinkedFolderWithoutTheRightToWriteCanBeGivenUp) {
+  copyOfAReadOnlyFolderIsGivenUp("symlink");
+}
+
+TEST_F(OrdinaryUserTest, AFolderWithoutTheRightToReadIsNotMountedOver) {
+  output(planned("relocate", "image"));
+  output({"unmount", "Bibliothek"});
+  setMode(source_, 0);
+  const ProgramResult result = fernwahrung({"mount", "Bibliothek"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "Die Zugriffsrechte dieses Ordners erlauben Fernwahrung das Lesen nicht:\n" + source_ +
+                "\n\nBitte die Rechte im Finder (Informationen) oder mit chmod korrigieren, dann erneut "
+                "versuchen.\n\nEs wurde nichts eingeh\u00e4ngt und nichts ver\u00e4ndert. Ob im Ordner Daten "
+                "liegen, kann ohne Lesezugriff nicht gepr\u00fcft werden.\n");
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(mounts(), IsEmpty());
+  EXPECT_FALSE(Json::parse(output({"status", "Bibliothek", "--json"}))["status"]["accessDenied"].get<bool>());
+  setMode(source_, 0500);
+  output({"mount", "Bibliothek"});
+  EXPECT_EQ(diff(onVolume(before_), manifest()), "");
+}
+
 TEST_F(OrdinaryUserTest, AKilledOneIsRolledBack) {
-  std::filesystem::remove(tools_ + "/ditto");
-  const std::string started = home_ + "/started";
-  writeFile(tools_ + "/ditto",
-            "#!/bin/sh\ncp \"$1/einfach.txt\" \"$2\"\necho $$ >" + shellQuoted(started + ".new") + "\nmv " +
-                shellQuoted(started + ".new") + " " + shellQuoted(started) + "\nexec sleep 600\n",
-            0755);
-  const std::vector<std::string> line = commandLine(planned("relocate", "image"));
-  std::vector<char*> argv;
-  for (const std::string& word : line) argv.push_back(const_cast<char*>(word.c_str()));
-  argv.push_back(nullptr);
-  const pid_t helper = ::fork();
-  if (helper == 0) {
-    ::execvp(argv[0], argv.data());
-    ::_exit(127);
-  }
-  const bool isCopying = eventually([&] { return exists(started); });
-  ::kill(helper, SIGKILL);
-  int status = 0;
-  ::waitpid(helper, &status, 0);
-  ASSERT_TRUE(isCopying);
-  const pid_t copy = std::stoi(readFile(started));
+  replaceTool("ditto", [&](const std::string&) { return "cp \"$1/einfach.txt\" \"$2\"\n" + stopHere(); });
+  killWhenStopped(planned("relocate", "image"));
   EXPECT_THAT(mounts(), testing::SizeIs(1));
 
-  EXPECT_THAT(output({"rollback", "--all"}),
-              EndsWith("Der unterbrochene Vorgang wurde zur\u00fcckgerollt.\n"));
-  ::kill(copy, SIGKILL);
+  expectRolledBack();
   EXPECT_EQ(diff(before_, manifest(), {.holes = true}), "");
   EXPECT_EQ(errorOfWriting(), 0);
   EXPECT_THAT(mounts(), IsEmpty());
   EXPECT_THAT(namesIn(mac_), ElementsAre(PathString::lastComponent(source_)));
   EXPECT_THAT(namesIn(storage_), IsEmpty());
   EXPECT_THAT(namesIn(home_ + "/Papierkorb"), ElementsAre(EndsWith("Bibliothek.sparsebundle")));
-  EXPECT_THAT(output({"rollback", "--all"}), testing::Not(HasSubstr("wurde zur\u00fcckgerollt")));
+}
+
+TEST_F(OrdinaryUserTest, AKillWithTheLockedFolderInPlaceIsRolledBack) {
+  replaceTool("hdiutil", [&](const std::string& real) {
+    return "case \"$*\" in *\"-mountpoint \"" + shellQuoted(source_) + "\" \"*)\n" + stopHere() +
+           ";; esac\nexec " + real + " \"$@\"\n";
+  });
+  killWhenStopped(planned("relocate", "image"));
+  EXPECT_THAT(namesIn(source_), IsEmpty());
+  EXPECT_EQ(errorOfWriting(), EACCES);
+
+  replaceWithReal("hdiutil");
+  expectRolledBack();
+  EXPECT_EQ(diff(before_, manifest(), {.holes = true}), "");
+  EXPECT_EQ(errorOfWriting(), 0);
+  EXPECT_THAT(namesIn(mac_), ElementsAre(PathString::lastComponent(source_)));
+  EXPECT_THAT(namesIn(storage_), IsEmpty());
+}
+
+TEST_F(OrdinaryUserTest, AKilledWayBackIsRolledBackToTheMount) {
+  output(planned("relocate", "image"));
+  replaceTool("hdiutil", [&](const std::string& real) {
+    return "case \"$1\" in detach) " + real + " \"$@\"\n" + stopHere() + ";; esac\nexec " + real +
+           " \"$@\"\n";
+  });
+  killWhenStopped({"restore", "Bibliothek"});
+  EXPECT_THAT(mounts(), IsEmpty());
+
+  replaceWithReal("hdiutil");
+  expectRolledBack();
+  EXPECT_THAT(mounts(), ElementsAre(source_));
+  EXPECT_EQ(diff(onVolume(before_), manifest()), "");
+  EXPECT_THAT(namesIn(mac_), testing::SizeIs(2)) << "the mount point and the kept original";
+  output({"unmount", "Bibliothek"});
+  EXPECT_EQ(errorOfWriting(), EACCES) << "locked again";
 }
 
 }  // namespace
