@@ -32,7 +32,16 @@ FileType fileType(mode_t mode) {
   }
 }
 
+bool isDataless([[maybe_unused]] const struct stat& status, const char* name) {
+#ifdef __APPLE__
+  if ((status.st_flags & SF_DATALESS) != 0) return true;
+#endif
+  return !datalessNameForTesting.empty() && datalessNameForTesting == name;
+}
+
 }  // namespace
+
+std::string datalessNameForTesting;
 
 std::optional<FileInfo> fileInfo(const std::string& path) {
   return fileInfoAt(AT_FDCWD, path.c_str());
@@ -53,7 +62,8 @@ std::optional<FileInfo> fileInfoAt(int directory, const char* name) {
                   .device = static_cast<std::uint64_t>(status.st_dev),
                   .inode = status.st_ino,
                   .links = status.st_nlink,
-                  .format = static_cast<std::uint32_t>(status.st_mode & S_IFMT)};
+                  .format = static_cast<std::uint32_t>(status.st_mode & S_IFMT),
+                  .isDataless = isDataless(status, name)};
 }
 
 std::optional<std::string> realPath(const std::string& path) {

@@ -22,6 +22,7 @@ struct FileInfo {
   std::uint64_t inode = 0;
   std::uint64_t links = 0;
   std::uint32_t format = 0;  // mode & S_IFMT, which tells the kinds of FileType::other apart
+  bool isDataless = false;   // its bytes must be fetched from a cloud first (SF_DATALESS); on the Mac only
 };
 
 namespace Platform {
@@ -30,6 +31,9 @@ namespace Platform {
 std::optional<FileInfo> fileInfo(const std::string& path);
 /// The same for a name inside an open folder.
 std::optional<FileInfo> fileInfoAt(int directory, const char* name);
+
+/// Test hook: while set, items of this name count as dataless.
+extern std::string datalessNameForTesting;
 
 /// realpath; nothing when it fails.
 std::optional<std::string> realPath(const std::string& path);

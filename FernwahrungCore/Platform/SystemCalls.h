@@ -21,6 +21,8 @@ std::error_code setImmutable(const std::string& path, bool immutable);
 bool isImmutable(const std::string& path);
 std::error_code clone(const std::string& from, const std::string& to);
 std::error_code copyDirectoryAttributes(const std::string& from, const std::string& to);
+bool foldsNames(const std::string& folder);
+bool imagesFoldNames();
 
 std::string homeDirectory();
 /// A pipe with close-on-exec on both ends; 0 or the errno.

@@ -129,7 +129,12 @@ bool removeEmptyDirectory(const std::string& path) {
   return isDirectory(path) && !isMountPoint(path) && !Platform::removeDirectory(path);
 }
 
-TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationContext* context) {
+void flushName(const std::string& path) {
+  static_cast<void>(Platform::flushDirectory(PathString::parent(path)));
+}
+
+TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationContext* context,
+                  const EntryVisitor& visit) {
   TreeSize size;
   std::vector<std::string> pending = {path};
   bool isRoot = true;
@@ -141,6 +146,7 @@ TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationCon
       if (isRoot && isVolumeRoot && Verifier::isIgnoredVolumeEntry(name)) continue;
       const auto info = folder.info(name);
       if (!info) continue;
+      if (visit) visit(folder.path(), name, *info);
       switch (info->type) {
         case FileType::directory:
           ++size.directories;
@@ -171,6 +177,7 @@ void createDirectory(const std::string& path, const std::optional<std::string>& 
     throw FernwahrungError::message(
         fmt::format("Ordner konnte nicht angelegt werden: {} ({})", path, errnoText(error.value())));
   }
+  flushName(path);
 }
 
 bool isDirectoryEmpty(const std::string& path) {
@@ -188,6 +195,8 @@ void renameExclusive(const std::string& source, const std::string& destination) 
     throw FernwahrungError::message(fmt::format("Umbenennen fehlgeschlagen: {} → {} ({})", source,
                                                 destination, errnoText(error.value())));
   }
+  flushName(destination);
+  if (PathString::parent(source) != PathString::parent(destination)) flushName(source);
   Log::write(fmt::format("umbenannt: {} → {}", source, destination));
 }
 

@@ -3,9 +3,11 @@
 #pragma once
 
 #include "Foundation/OperationContext.h"
+#include "Platform/FileInfo.h"
 #include "Records/AtomicWrite.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -63,14 +65,23 @@ std::vector<OpenFile> openFiles(const std::string& folder);
 /// Those of the applications whose executable folder has a running process, in their order.
 std::vector<std::string> runningApps(const std::vector<std::string>& appPaths);
 
-// Operations that throw.
+/// Makes durable that the name at the path came or went, so that after a power cut the disk is not behind
+/// what the program's records say. A failure counts for nothing: some file systems of external drives refuse
+/// to flush a folder.
+void flushName(const std::string& path);
+
+// Operations that throw. Those that make or change a name make it durable before they return.
 
 /// Returns where the item lies now, when known. With FERNWAHRUNG_HOME set it goes to "Papierkorb" in it;
 /// across volumes that is a copy, proved, and only then a removal, and at each instant one whole item exists.
 std::optional<std::string> moveToTrash(const std::string& path);
+/// Sees each entry of a tree that is measured, those of one folder in a row.
+using EntryVisitor =
+    std::function<void(const std::string& folder, const std::string& name, const FileInfo& info)>;
 /// Throws SystemError when a folder of the tree can't be listed, FernwahrungError::cancelled; no partial
 /// result.
-TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationContext* context);
+TreeSize treeSize(const std::string& path, bool isVolumeRoot, const OperationContext* context,
+                  const EntryVisitor& visit = {});
 /// One level; the mode of `like` if that exists, else 0755. `extraMode` is added to it: S_IRWXU for a folder
 /// that its maker must fill whatever the model's mode forbids, and which gets its exact mode afterwards.
 void createDirectory(const std::string& path, const std::optional<std::string>& like, mode_t extraMode = 0);

@@ -1,6 +1,6 @@
 // Sources of the facts below: rename(2) for renamex_np and RENAME_EXCL, fsync(2) and fcntl(2) for
 // F_FULLFSYNC, sync_volume_np(3), chflags(2), clonefile(2), copyfile(3), and posix_spawnattr_setflags(3) for
-// POSIX_SPAWN_CLOEXEC_DEFAULT.
+// POSIX_SPAWN_CLOEXEC_DEFAULT; pathconf(2) for _PC_CASE_SENSITIVE.
 #include "Platform/SystemCalls.h"
 
 #include "Foundation/FileDescriptor.h"
@@ -47,6 +47,14 @@ std::error_code setImmutable(const std::string& path, bool immutable) {
 
 std::error_code clone(const std::string& from, const std::string& to) {
   return resultOf(::clonefile(from.c_str(), to.c_str(), 0));
+}
+
+bool foldsNames(const std::string& folder) {
+  return ::pathconf(folder.c_str(), _PC_CASE_SENSITIVE) == 0;
+}
+
+bool imagesFoldNames() {
+  return true;  // "-fs APFS"
 }
 
 std::error_code copyDirectoryAttributes(const std::string& from, const std::string& to) {

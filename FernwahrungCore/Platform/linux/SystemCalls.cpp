@@ -24,6 +24,14 @@ std::error_code flush(int fd) {
   return ::fsync(fd) == 0 ? std::error_code() : errorCode(errno);
 }
 
+bool foldsNames(const std::string& /*folder*/) {
+  return false;
+}
+
+bool imagesFoldNames() {
+  return false;  // ext4
+}
+
 int makePipe(int ends[2]) {
   return ::pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno;
 }
