@@ -1,8 +1,8 @@
 #include "helper/Failure.h"
 
+#include "Engine/Preflight.h"
 #include "Foundation/Errors.h"
 #include "Foundation/OperationLock.h"
-#include "Foundation/Text.h"
 
 #include <new>
 
@@ -20,10 +20,6 @@ ExitCode exitCode(const std::exception& error) {
 }
 
 }  // namespace
-
-BlockedError::BlockedError(const std::vector<std::string>& blockers)
-    : sentences_(Text::join(blockers, "\n")) {
-}
 
 Failure describe(const std::exception& error) {
   if (dynamic_cast<const std::bad_alloc*>(&error))

@@ -5,7 +5,6 @@
 
 #include <exception>
 #include <string>
-#include <vector>
 
 namespace fernwahrung {
 
@@ -18,16 +17,6 @@ class UsageError : public std::exception {
 
  private:
   std::string sentence_;
-};
-
-/// The check forbids the operation; what() is the blockers, a line each.
-class BlockedError : public std::exception {
- public:
-  explicit BlockedError(const std::vector<std::string>& blockers);
-  const char* what() const noexcept override { return sentences_.c_str(); }
-
- private:
-  std::string sentences_;
 };
 
 struct Failure {

@@ -20,8 +20,8 @@ struct PlanCheck {
   std::optional<std::int64_t> imageSize;
 
   bool isBlocked() const { return !result.blockers.empty(); }
-  /// The folder was measured: what a blocker forbids is not.
-  bool isMeasured() const { return !isBlocked() || result.size != TreeSize{}; }
+  /// What a blocker forbids is not.
+  bool isMeasured() const { return result.isMeasured; }
   std::optional<std::int64_t> minimumImageSize() const;
   std::optional<std::int64_t> suggestedImageSize() const;
 

@@ -1,16 +1,31 @@
 #include "Engine/Preflight.h"
 
 #include "Foundation/ByteFormat.h"
-#include "Foundation/Errors.h"
 #include "Foundation/PathString.h"
 #include "Foundation/Paths.h"
 #include "Foundation/Text.h"
+#include "Foundation/Unicode.h"
+#include "Platform/NameFolding.h"
 #include "Records/RegistryStore.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <map>
 
-namespace fernwahrung::Relocator {
+namespace fernwahrung {
+
+BlockedError::BlockedError(const std::vector<std::string>& blockers)
+    : FernwahrungError(Case::message, {}, Text::join(blockers, "\n")) {
+}
+
+namespace Relocator {
 namespace {
+
+constexpr std::size_t longestName = 255;  // bytes, on every file system in question
+/// ".ORIGINAL-20261121-200000", behind the source's name.
+constexpr std::size_t backupMark = 25;
+/// Around the storage's name while its sidecar is written: ".….fernwahrung.json.{UUID}.tmp".
+constexpr std::size_t sidecarMarks = 59;
 
 bool isStrictlyInside(const std::string& path, const std::string& folder) {
   return path != folder && PathString::isInside(path, folder);
@@ -23,6 +38,10 @@ void checkSource(const RelocationPlan& plan, const std::string& source, std::vec
   if (!FileOps::isDirectory(plan.sourcePath)) blockers.push_back("Das ist kein Ordner.");
   if (FileOps::isMountPoint(plan.sourcePath)) {
     blockers.push_back("An diesem Ordner ist bereits ein Laufwerk eingehängt (schon ferngewahrt?).");
+  }
+  if (PathString::lastComponent(plan.sourcePath).size() + backupMark > longestName) {
+    blockers.push_back(
+        "Der Name des Ordners ist zu lang: Das Original könnte nicht umbenannt daneben liegen bleiben.");
   }
   if (!Paths::homeOverride() && !isStrictlyInside(source, FileOps::normalize(Paths::homeDirectory()))) {
     blockers.push_back("Aus Sicherheitsgründen sind nur Ordner innerhalb deines Benutzerordners erlaubt.");
@@ -44,6 +63,48 @@ void checkNotRegistered(const std::string& source, std::vector<std::string>& blo
   }
 }
 
+/// What the copy could not carry over, looked for while the folder is measured.
+class Uncopyable {
+ public:
+  explicit Uncopyable(bool targetFoldsNames) : targetFoldsNames_(targetFoldsNames) {}
+
+  void visit(const std::string& folder, const std::string& name, const FileInfo& info) {
+    if (info.isDataless && ++dataless_ == 1) firstDataless_ = PathString::join(folder, name);
+    if (!targetFoldsNames_) return;
+    if (folder != folder_) names_.clear();
+    folder_ = folder;
+    const auto [known, isNew] = names_.emplace(Unicode::foldedForComparison(name), name);
+    if (!isNew && ++folded_ == 1)
+      firstFolded_ = fmt::format("{} und {}", PathString::join(folder, known->second), name);
+  }
+
+  void report(std::vector<std::string>& blockers) const {
+    if (dataless_ > 0) {
+      blockers.push_back(
+          fmt::format("Nicht auf diesem Mac, sondern nur in der Cloud: {}{}. Bitte zuerst laden.",
+                      firstDataless_, andOthers(dataless_)));
+    }
+    if (folded_ > 0) {
+      blockers.push_back(
+          fmt::format("Am Ziel zählt Groß- und Kleinschreibung nicht; dort wären das dieselben Namen: {}{}.",
+                      firstFolded_, andOthers(folded_)));
+    }
+  }
+
+ private:
+  static std::string andOthers(std::int64_t count) {
+    return count > 1 ? fmt::format(" (und {} weitere)", count - 1) : "";
+  }
+
+  const bool targetFoldsNames_;
+  std::int64_t dataless_ = 0;
+  std::string firstDataless_;
+  std::int64_t folded_ = 0;
+  std::string firstFolded_;
+  std::string folder_;
+  std::map<std::string, std::string> names_;  // of this folder, by their folded form
+};
+
 void checkStorage(const RelocationPlan& plan, const std::string& storageDirectory, PreflightResult& result) {
   if (!FileOps::isDirectory(plan.storageDirectory)) {
     result.blockers.push_back("Zielordner existiert nicht: " + plan.storageDirectory);
@@ -61,10 +122,11 @@ void checkStorage(const RelocationPlan& plan, const std::string& storageDirector
       isStrictlyInside(storageDirectory, FileOps::normalize(Paths::homeDirectory()))) {
     result.warnings.push_back("Das Ziel liegt auf derselben Festplatte – dadurch wird kein Platz frei.");
   }
-  if (FileOps::exists(plan.storagePath())) {
-    result.blockers.push_back(fmt::format("Am Ziel gibt es bereits „{}“. Bitte anderen Namen wählen.",
-                                          PathString::lastComponent(plan.storagePath())));
+  const std::string name = PathString::lastComponent(plan.storagePath());
+  if (name.size() + sidecarMarks > longestName) {
+    result.blockers.push_back("Der Name ist zu lang. Bitte einen kürzeren wählen.");
   }
+  if (FileOps::exists(plan.storagePath())) result.blockers.push_back(storageTakenText(plan));
 }
 
 void checkProcesses(const RelocationPlan& plan, PreflightResult& result) {
@@ -91,12 +153,18 @@ void warnOfSandbox(const RelocationPlan& plan, std::vector<std::string>& warning
 }
 
 void checkRoom(const RelocationPlan& plan, PreflightResult& result) {
+  Uncopyable uncopyable(plan.kind == RelocationKind::image ? Platform::imagesFoldNames()
+                                                           : Platform::foldsNames(plan.storageDirectory));
   try {
-    result.size = FileOps::treeSize(plan.sourcePath, /*isVolumeRoot=*/false, nullptr);
+    result.size = FileOps::treeSize(plan.sourcePath, /*isVolumeRoot=*/false, nullptr,
+                                    [&](const std::string& folder, const std::string& name,
+                                        const FileInfo& info) { uncopyable.visit(folder, name, info); });
   } catch (const std::exception&) {
     result.blockers.push_back("Der Ordner kann nicht vollständig gelesen werden (fehlende Berechtigung?).");
     return;
   }
+  result.isMeasured = true;
+  uncopyable.report(result.blockers);
   std::int64_t needed = minimumImageSize(result.size);
   auto free = FileOps::freeBytes(plan.storageDirectory);
   if (free && *free < needed) {
@@ -132,6 +200,11 @@ PreflightResult preflight(const RelocationPlan& plan, bool measureSize) {
   return result;
 }
 
+std::string storageTakenText(const RelocationPlan& plan) {
+  return fmt::format("Am Ziel gibt es bereits „{}“. Bitte anderen Namen wählen.",
+                     PathString::lastComponent(plan.storagePath()));
+}
+
 std::int64_t minimumImageSize(const TreeSize& size) {
   return static_cast<std::int64_t>(static_cast<double>(size.allocatedBytes) * 1.1) + 1'000'000'000;
 }
@@ -162,11 +235,16 @@ void ensureAppsClosed(const Relocation& relocation, const std::string& path) {
 void finalGate(const Relocation& relocation, const Verifier::Fingerprint& before, OperationContext& context) {
   context.report("Letzte Kontrolle vor dem Tausch …");
   ensureAppsClosed(relocation, relocation.sourcePath);
-  if (Verifier::fingerprint(relocation.sourcePath, /*isVolumeRoot=*/false) != before) {
+  requireUnchanged(relocation.sourcePath, before);
+}
+
+void requireUnchanged(const std::string& folder, const Verifier::Fingerprint& before) {
+  if (Verifier::fingerprint(folder, /*isVolumeRoot=*/false) != before) {
     throw FernwahrungError::message(
         "Die Daten wurden während des Kopierens verändert (läuft die App doch?). Vorgang wird sicher "
         "zurückgerollt.");
   }
 }
 
-}  // namespace fernwahrung::Relocator
+}  // namespace Relocator
+}  // namespace fernwahrung

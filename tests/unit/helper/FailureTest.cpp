@@ -1,5 +1,6 @@
 #include "helper/Failure.h"
 
+#include "Engine/Preflight.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Json.h"
 #include "Foundation/OperationLock.h"
