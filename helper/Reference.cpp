@@ -36,9 +36,17 @@ std::string line(const Journal& journal) {
 }
 
 template <typename Record>
-std::string list(const std::vector<Record>& records) {
+std::vector<const Record*> pointers(const std::vector<Record>& records) {
+  std::vector<const Record*> result;
+  for (const Record& record : records) result.push_back(&record);
+  return result;
+}
+
+template <typename Record>
+std::string list(const std::vector<const Record*>& records) {
   std::string text;
-  for (std::size_t i = 0; i < std::min(records.size(), shownCandidates); ++i) text += "\n" + line(records[i]);
+  for (std::size_t i = 0; i < std::min(records.size(), shownCandidates); ++i)
+    text += "\n" + line(*records[i]);
   if (records.size() > shownCandidates)
     text += fmt::format("\n  … und {} weitere", records.size() - shownCandidates);
   return text;
@@ -47,20 +55,17 @@ std::string list(const std::vector<Record>& records) {
 template <typename Record>
 const Record& only(const std::vector<Record>& records, const std::string& reference, const std::string& none,
                    const std::function<bool(const Record&)>& matches) {
-  std::vector<Record> found;
-  const Record* first = nullptr;
+  std::vector<const Record*> found;
   for (const Record& record : records) {
     if (Uuid::parse(reference) == record.id) return record;
-    if (!matches(record)) continue;
-    if (!first) first = &record;
-    found.push_back(record);
+    if (matches(record)) found.push_back(&record);
   }
-  if (found.size() == 1) return *first;
+  if (found.size() == 1) return *found.front();
   const std::string shown = visible(reference);
   if (found.size() > 1)
     throw UsageError(fmt::format("„{}“ ist nicht eindeutig. Es passen:{}", shown, list(found)));
   if (records.empty()) throw UsageError(fmt::format("„{}“ ist unbekannt. {}", shown, none));
-  throw UsageError(fmt::format("„{}“ ist unbekannt. Bekannt sind:{}", shown, list(records)));
+  throw UsageError(fmt::format("„{}“ ist unbekannt. Bekannt sind:{}", shown, list(pointers(records))));
 }
 
 }  // namespace
@@ -90,7 +95,7 @@ std::vector<Journal> allJournals() {
 }
 
 std::string candidates(const std::vector<Journal>& journals) {
-  return list(journals);
+  return list(pointers(journals));
 }
 
 std::vector<std::string> shortIdentifiers(const std::vector<Uuid>& identifiers) {
