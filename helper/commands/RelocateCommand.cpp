@@ -1,5 +1,6 @@
 #include "helper/CommandTable.h"
 #include "helper/Failure.h"
+#include "helper/Interruption.h"
 #include "helper/PlanCheck.h"
 #include "helper/TextColumns.h"
 
@@ -7,6 +8,7 @@
 #include "Foundation/Errors.h"
 #include "Foundation/Text.h"
 
+#include <cstdlib>
 #include <fmt/format.h>
 #include <istream>
 #include <ostream>
@@ -37,10 +39,7 @@ class RelocateCommand : public Command {
   }
 
   ExitCode run(Session& session) override {
-    const PlanCheck check = options_.check();
-    if (check.isBlocked()) throw BlockedError(check.result.blockers);
-    confirm(check, session.streams());
-
+    const PlanCheck check = agreedCheck(session.streams());
     const Relocation relocation = relocate(check.plan, session);
     if (session.json()) session.printJson(toJson(relocation));
     session.say(fmt::format("„{}“: {} → {}", visible(relocation.name), visible(relocation.sourcePath),
@@ -55,6 +54,19 @@ class RelocateCommand : public Command {
   }
 
  private:
+  /// Nothing has begun yet, so a signal needs no cancellation point: it ends the program, also out of the
+  /// question, which would wait for its answer.
+  PlanCheck agreedCheck(Streams& streams) const {
+    const Interruption interruption([&streams] {
+      streams.err << "\n" << FernwahrungError::cancelled().what() << std::endl;
+      std::_Exit(static_cast<int>(ExitCode::cancelled));
+    });
+    PlanCheck check = options_.check();
+    if (check.isBlocked()) throw BlockedError(check.result.blockers);
+    confirm(check, streams);
+    return check;
+  }
+
   /// Asks a person; a script has decided already, and only gets to read the warnings.
   void confirm(const PlanCheck& check, Streams& streams) const {
     const bool asks = !yes_ && streams.inputIsTerminal && streams.errorIsTerminal;
