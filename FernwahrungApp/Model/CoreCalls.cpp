@@ -24,7 +24,7 @@ CoreCalls::CoreCalls()
       mountAll([] { return Relocator::mountAll(/*waitForStorage=*/0); }),
       rollback([](Journal& journal) {
         OperationLock lock;
-        Relocator::rollback(journal);
+        journal = Relocator::rollbackUnfinished(journal.id);
       }),
       dataSize([](const std::string& folder) {
         return FileOps::treeSize(folder, /*isVolumeRoot=*/false, nullptr).bytes;

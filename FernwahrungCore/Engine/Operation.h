@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <system_error>
 
 namespace fernwahrung::Relocator {
 
@@ -28,11 +29,22 @@ void carryOverFolderAttributes(const std::string& source, const std::string& des
 void proveCopy(const std::string& source, const std::string& copy, Verifier::CompareOptions options,
                OperationContext& context);
 
+/// Brings all that was written to the volume that holds `item` down to its medium. Throws FernwahrungError,
+/// which names the item.
+void flushToDrive(const std::string& item);
+
 /// A symbolic link at `path` with the text `target`. Throws SystemError.
 void createSymlink(const std::string& target, const std::string& path);
 
+/// Removes the link itself. The error code is empty on success.
+std::error_code removeSymlink(const std::string& path);
+
 /// Removes an unlocked, empty mount-point folder. Throws FernwahrungError when it doesn't go.
 void removeEmptyMountPoint(const std::string& path);
+
+/// The path in the one spelling of its place: links on the way are resolved, one at the place itself is not,
+/// so that it stays the same whether a folder, a mount or a link lies there.
+std::string placeOf(const std::string& path);
 
 /// "{sourcePath}.{mark}-{timestamp of now}": the name of a kept or staged folder beside the source.
 std::string siblingPath(const std::string& sourcePath, const std::string& mark);

@@ -7,13 +7,15 @@
 #include "Foundation/Clock.h"
 #include "Foundation/Errors.h"
 #include "Foundation/OperationLock.h"
-#include "Foundation/Text.h"
 #include "Records/RegistryStore.h"
 #include "Storage/Copier.h"
 #include "Storage/DiskImage.h"
+#include "Storage/FileOps.h"
 #include "Storage/Verifier.h"
 
 #include <fmt/format.h>
+#include <functional>
+#include <sys/stat.h>
 
 namespace fernwahrung::Relocator {
 namespace {
@@ -30,6 +32,21 @@ struct Offloading {
   void complete(const std::string& step) { completeStep(journal, step); }
 };
 
+/// Notes the name and makes the copy's place under it. What has come to lie there since the check is somebody
+/// else's: undoing must not know its name.
+void makeStorage(Offloading& run, const std::string& key, const std::function<void()>& make) {
+  const std::string& storage = run.relocation.storagePath;
+  if (FileOps::exists(storage)) throw FernwahrungError::message(storageTakenText(run.plan));
+  run.journal.record(key, storage);
+  try {
+    make();
+  } catch (const FernwahrungError&) {
+    // refused before anything was made, unlike the failure of a tool half-way
+    run.journal.paths.erase(key);
+    throw;
+  }
+}
+
 void copyAndVerify(Offloading& run, const std::string& destination, bool destinationIsVolumeRoot) {
   const std::string& source = run.relocation.sourcePath;
   std::int64_t baseline = FileOps::usedBytesOnVolume(destination).value_or(0);
@@ -43,7 +60,9 @@ void copyAndVerify(Offloading& run, const std::string& destination, bool destina
   run.complete("verified");
 }
 
-/// From here on the original bears another name; there is no cancellation point until the end.
+/// From here on the original bears another name; there is no cancellation point until the end. What was
+/// written into it while the gate walked it, or through a file still open, shows in a second look once
+/// nothing can reach it by its old path any more.
 std::string renameOriginal(Offloading& run) {
   std::string backup = siblingPath(run.relocation.sourcePath, "ORIGINAL");
   run.journal.record("backup", backup);
@@ -64,8 +83,7 @@ void relocateImage(Offloading& run) {
   DiskImage::AttachOptions hidden{.browsable = false, .readOnly = false};
 
   run.context.report("Lege virtuelle Festplatte an …");
-  run.journal.record("image", image);
-  DiskImage::create(image, run.plan.imageSizeBytes, run.plan.safeName());
+  makeStorage(run, "image", [&] { DiskImage::create(image, run.plan.imageSizeBytes, run.plan.safeName()); });
   run.complete("imageCreated");
 
   std::string tempMount = DiskImage::temporaryMountPoint();
@@ -78,6 +96,7 @@ void relocateImage(Offloading& run) {
   run.context.report("Hänge vorübergehend aus …");
   DiskImage::detach(tempMount);
   DiskImage::removeTemporaryMountPoint(tempMount);
+  flushToDrive(image);
   run.complete("tempUnmounted");
 
   finalGate(run.relocation, run.before, run.context);
@@ -100,6 +119,7 @@ void relocateImage(Offloading& run) {
         fmt::format("Nach dem Einhängen stimmt der Inhalt nicht (Dateien {}/{}, Bytes {}/{}).", after.files,
                     before.files, after.bytes, before.bytes));
   }
+  requireUnchanged(backup, before);
   run.complete("postChecked");
 
   if (run.relocation.spotlight) enableIndexing(source);
@@ -110,15 +130,14 @@ void relocateSymlink(Offloading& run) {
   const std::string& source = run.relocation.sourcePath;
   const std::string& target = run.relocation.storagePath;
 
-  run.journal.record("target", target);
-  FileOps::createDirectory(target, source);
+  makeStorage(run, "target", [&] { FileOps::createDirectory(target, source, S_IRWXU); });
   run.complete("targetCreated");
 
   copyAndVerify(run, target, /*destinationIsVolumeRoot=*/false);
   finalGate(run.relocation, run.before, run.context);
 
   run.context.report("Tausche Original gegen Symlink …");
-  renameOriginal(run);
+  std::string backup = renameOriginal(run);
   createSymlink(target, source);
   run.complete("symlinkCreated");
 
@@ -127,6 +146,7 @@ void relocateSymlink(Offloading& run) {
       after.bytes != run.before.bytes) {
     throw FernwahrungError::message("Der Symlink oder der Inhalt am Ziel stimmt nicht.");
   }
+  requireUnchanged(backup, run.before);
   run.complete("postChecked");
 
   registerRelocation(run);
@@ -152,7 +172,7 @@ Relocation relocate(const RelocationPlan& plan, OperationContext& context) {
   OperationLock lock;
   context.report("Prüfe Voraussetzungen …");
   PreflightResult check = preflight(plan, /*measureSize=*/true);
-  if (!check.blockers.empty()) throw FernwahrungError::message(Text::join(check.blockers, "\n"));
+  if (!check.blockers.empty()) throw BlockedError(check.blockers);
   Verifier::Fingerprint before = Verifier::fingerprint(plan.sourcePath, /*isVolumeRoot=*/false);
 
   Relocation relocation = newRelocation(plan);

@@ -9,7 +9,6 @@
 #include "Foundation/Log.h"
 #include "Foundation/OperationLock.h"
 #include "Foundation/PathString.h"
-#include "Platform/FileChanges.h"
 #include "Records/RegistryStore.h"
 #include "Storage/Copier.h"
 #include "Storage/DiskImage.h"
@@ -131,6 +130,7 @@ void removeMountPoint(Restoring& run) {
     throw FernwahrungError::message(
         "Der leere Einhängepunkt ist nicht leer – Abbruch, um nichts zu überschreiben: " + source);
   }
+  if (FileOps::isLocked(source)) run.journal.record("wasLocked", "ja");
   FileOps::setLocked(source, false);
   removeEmptyMountPoint(source);
   run.complete("mountPointRemoved");
@@ -185,7 +185,7 @@ void restoreSymlink(Restoring& run) {
   verifyCopy(run, origin, staging);
 
   ensureUnchanged(run, origin);
-  if (Platform::unlink(source)) {
+  if (removeSymlink(source)) {
     throw FernwahrungError::message("Symlink konnte nicht entfernt werden: " + source);
   }
   Log::write("Symlink entfernt: " + source);

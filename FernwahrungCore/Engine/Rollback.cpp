@@ -6,13 +6,13 @@
 #include "Foundation/Log.h"
 #include "Foundation/PathString.h"
 #include "Foundation/Paths.h"
-#include "Platform/FileChanges.h"
 #include "Records/RegistryStore.h"
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace fernwahrung::Relocator {
 namespace {
@@ -20,6 +20,45 @@ namespace {
 /// A folder by lstat, so no link, with nothing mounted on it.
 bool isPlainDirectory(const std::string& path) {
   return FileOps::isDirectory(path) && !FileOps::isMountPoint(path);
+}
+
+/// Undoing takes the arrangement apart. Where the folder has been offloaded anew since, that is another
+/// one's.
+void requireNoLaterRelocation(const Journal& journal) {
+  Registry registry;
+  try {
+    registry = RegistryStore::load();
+  } catch (const std::exception&) {
+    return;  // an unreadable list must not keep an original from going back
+  }
+  const Relocation& own = journal.relocation;
+  for (const Relocation& other : registry.relocations) {
+    bool isLater =
+        other.id != own.id && other.state == RelocationState::active && other.createdAt >= journal.startedAt;
+    if (!isLater) continue;
+    if (placeOf(other.sourcePath) == placeOf(own.sourcePath) ||
+        placeOf(other.storagePath) == placeOf(own.storagePath)) {
+      throw FernwahrungError::message(
+          fmt::format("Der Ordner oder sein Speicherort gehört inzwischen zur Fernwahrung „{}“; deshalb wird "
+                      "nichts zurückgerollt: {}",
+                      other.name, own.sourcePath));
+    }
+  }
+}
+
+/// The arrangement is taken apart only when the original is there to take its place: under its backup name,
+/// or back at the source already. There a link or a mount is no original, and once the original had been
+/// renamed, a locked folder is the mount point that stands in for it.
+void requireOriginal(const Journal& journal) {
+  const std::string& source = journal.relocation.sourcePath;
+  auto backup = journal.path("backup");
+  if (!backup || FileOps::exists(*backup)) return;
+  bool isMountPointFolder = journal.has("originalRenamed") && FileOps::isLocked(source);
+  if (isPlainDirectory(source) && !isMountPointFolder) return;
+  throw FernwahrungError::message(
+      fmt::format("Das Original ist nicht mehr da: {}\nDie ausgelagerten Daten sind vielleicht die einzigen; "
+                  "deshalb wird nichts zurückgerollt.",
+                  *backup));
 }
 
 void unregister(const Journal& journal) {
@@ -54,7 +93,7 @@ bool isUnmountedWithStorage(const Relocation& relocation) {
 void removeOurSymlink(const Relocation& relocation) {
   // a link that points elsewhere is the user's
   if (FileOps::symlinkDestination(relocation.sourcePath) != relocation.storagePath) return;
-  if (auto error = Platform::unlink(relocation.sourcePath)) {
+  if (auto error = removeSymlink(relocation.sourcePath)) {
     throw SystemError("Der Symlink konnte nicht entfernt werden", relocation.sourcePath, error.value());
   }
 }
@@ -73,19 +112,36 @@ void removeMountPointFolder(const Journal& journal) {
   removeEmptyMountPoint(source);
 }
 
+/// The sidecar follows the copy it speaks of. One that names another relocation belongs to that one, and a
+/// failure leaves no more than a file that the next saving of the list would have written anyway.
+void trashSidecar(const Relocation& relocation) {
+  try {
+    const std::string sidecar = relocation.sidecarPath();
+    if (!FileOps::exists(sidecar)) return;
+    if (relocationFromJson(Json::parse(FileOps::readFile(sidecar))).id != relocation.id) return;
+    FileOps::moveToTrash(sidecar);
+  } catch (const std::exception& error) {
+    Log::write(fmt::format("Die Begleitdatei bleibt liegen: {}", error.what()));
+  }
+}
+
 /// The copy goes only when the original is verifiably back in its place and the image is in use nowhere.
 void trashCopy(const Journal& journal) {
   auto copy = journal.path("image");
   if (!copy) copy = journal.path("target");
-  if (!copy || !FileOps::exists(*copy) || !isPlainDirectory(journal.relocation.sourcePath)) return;
-  if (journal.relocation.kind == RelocationKind::image && DiskImage::attachment(*copy)) return;
-  FileOps::moveToTrash(*copy);
+  if (!copy || !isPlainDirectory(journal.relocation.sourcePath)) return;
+  if (FileOps::exists(*copy)) {
+    if (journal.relocation.kind == RelocationKind::image && DiskImage::attachment(*copy)) return;
+    FileOps::moveToTrash(*copy);
+  }
+  trashSidecar(journal.relocation);
 }
 
 void rollbackRelocate(const Journal& journal) {
   const Relocation& relocation = journal.relocation;
   const std::string& source = relocation.sourcePath;
 
+  requireOriginal(journal);
   if (journal.has("registered")) unregister(journal);
   if (relocation.kind == RelocationKind::symlink) {
     removeOurSymlink(relocation);
@@ -110,30 +166,34 @@ bool restoredDataIsAtSource(const Journal& journal) {
   return sourceWasRemoved && isPlainDirectory(source) && !FileOps::isLocked(source);
 }
 
-/// A mount point that restore unlocked, or that an interrupted rollback made, gets its lock back.
-void lockEmptyMountPoint(const Journal& journal) {
+/// The folder over which the image is mounted is made where it is gone. It gets its lock, and gets it back
+/// where restore had taken it off; one that never had any stays without.
+void provideMountPoint(Journal& journal) {
   const std::string& source = journal.relocation.sourcePath;
-  bool touched = journal.has("unmounted") || journal.has("tempUnmounted");
-  if (touched && isPlainDirectory(source) && !FileOps::isLocked(source) &&
+  if (!FileOps::exists(source)) {
+    journal.record("wasLocked", "ja");  // an interruption right after the making must not cost the lock
+    FileOps::createDirectory(source, std::nullopt);
+  }
+  if (journal.path("wasLocked") && isPlainDirectory(source) && !FileOps::isLocked(source) &&
       FileOps::isDirectoryEmpty(source)) {
     FileOps::setLocked(source, true);
   }
 }
 
-void rollbackRestore(const Journal& journal) {
+void rollbackRestore(Journal& journal) {
   const Relocation& relocation = journal.relocation;
   const std::string& source = relocation.sourcePath;
   auto staging = journal.path("staging");
 
-  if (journal.has("registered")) restoreRegistryEntry(journal);
+  // restore saves the list after this step, and may have died before it could note that
+  if (journal.has("stagingRenamed") || journal.has("registered")) restoreRegistryEntry(journal);
   if (staging && !FileOps::exists(*staging) && restoredDataIsAtSource(journal)) {
     FileOps::renameExclusive(source, *staging);
   }
   if (relocation.kind == RelocationKind::symlink) {
     if (!FileOps::exists(source)) createSymlink(relocation.storagePath, source);
   } else {
-    if (!FileOps::exists(source)) FileOps::createDirectory(source, std::nullopt);
-    lockEmptyMountPoint(journal);
+    provideMountPoint(journal);
     detachTempMount(journal);
     if (journal.path("wasMountedAtSource") && isUnmountedWithStorage(relocation)) attachAtSource(relocation);
   }
@@ -174,6 +234,7 @@ void rollbackProtect(const Journal& journal) {
 }  // namespace
 
 void rollback(Journal& journal) {
+  requireNoLaterRelocation(journal);
   switch (journal.kind) {
     case OperationKind::relocate:
       rollbackRelocate(journal);
@@ -196,6 +257,16 @@ void rollback(Journal& journal) {
   journal.paths["ergebnis"] = "zurückgerollt";
   journal.close();
   Log::write("=== Zurückgerollt: " + title(journal.kind));
+}
+
+Journal rollbackUnfinished(const Uuid& id) {
+  for (Journal& journal : Journal::unfinished()) {
+    if (journal.id != id) continue;
+    rollback(journal);
+    return std::move(journal);
+  }
+  throw FernwahrungError::message(
+      "Dieser Vorgang ist inzwischen abgeschlossen; es gibt nichts zurückzurollen.");
 }
 
 void rollbackAfterFailure(Journal& journal, const std::exception& error, OperationContext& context) {

@@ -14,6 +14,11 @@ namespace fernwahrung::Relocator {
 /// next try goes on from there.
 void rollback(Journal& journal);
 
+/// The same for an operation that ended at some time before: its journal is taken as it lies on the disk now,
+/// whatever the caller has seen of it, and returned closed. Throws FernwahrungError as well when it is not
+/// open any more.
+Journal rollbackUnfinished(const Uuid& id);
+
 /// For a failed step: rolls back, and throws only if that fails as well, with both sentences.
 void rollbackAfterFailure(Journal& journal, const std::exception& error, OperationContext& context);
 

@@ -4,12 +4,12 @@
 #include "helper/Reference.h"
 #include "helper/TextColumns.h"
 
+#include "Engine/Operation.h"
 #include "Engine/Rollback.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Log.h"
 #include "Foundation/OperationLock.h"
 #include "Records/Journal.h"
-#include "Storage/FileOps.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -32,17 +32,10 @@ class RollbackCommand : public Command {
 
   ExitCode run(Session& session) override {
     if (all_ && reference_) throw UsageError("Entweder eine ID oder „--all“, nicht beides.");
-    RunningOperation operation(session);
-    // The lock comes before the look: a journal that is open because its operation runs right now is not
-    // ours.
-    const OperationLock lock;
-    for (Journal& journal : chosen()) {
-      // Undoing one operation has no point to stop at; between two there is one.
-      operation.context().checkCancelled();
-      rollBack(journal, operation.context());
-    }
-    report(session);
-    return failed_.empty() ? ExitCode::done : ExitCode::failed;
+    const Outcome outcome = rollBackChosen(session);
+    report(outcome, session);
+    if (outcome.isCancelled) throw FernwahrungError::cancelled();
+    return outcome.failed.empty() ? ExitCode::done : ExitCode::failed;
   }
 
  private:
@@ -50,6 +43,27 @@ class RollbackCommand : public Command {
     Journal journal;
     std::string message;
   };
+  struct Outcome {
+    std::vector<Journal> rolledBack;
+    std::vector<FailedJournal> failed;
+    bool isCancelled = false;
+  };
+
+  Outcome rollBackChosen(Session& session) const {
+    RunningOperation operation(session);
+    // The lock comes before the look: a journal that is open because its operation runs right now is not
+    // ours.
+    const OperationLock lock;
+    Outcome outcome;
+    std::set<std::string> blockedPlaces;
+    for (const Journal& journal : chosen()) {
+      // Undoing one operation has no point to stop at; between two there is one.
+      outcome.isCancelled = operation.context().isCancelled();
+      if (outcome.isCancelled) break;
+      rollBack(journal, operation.context(), blockedPlaces, outcome);
+    }
+    return outcome;
+  }
 
   std::vector<Journal> chosen() const {
     std::vector<Journal> open = Journal::unfinished();
@@ -73,56 +87,56 @@ class RollbackCommand : public Command {
                     title(journal.kind), Dates::german(journal.startedAt)));
   }
 
-  void rollBack(Journal& journal, OperationContext& context) {
-    const std::string source = FileOps::normalize(journal.relocation.sourcePath);
-    if (blockedSources_.contains(source)) {
-      failed_.push_back({journal,
-                         "Nicht begonnen: Ein späterer Vorgang an diesem Ordner konnte nicht zurückgerollt "
-                         "werden."});
+  static void rollBack(const Journal& journal, OperationContext& context,
+                       std::set<std::string>& blockedPlaces, Outcome& outcome) {
+    const std::string place = Relocator::placeOf(journal.relocation.sourcePath);
+    if (blockedPlaces.contains(place)) {
+      outcome.failed.push_back(
+          {journal,
+           "Nicht begonnen: Ein späterer Vorgang an diesem Ordner konnte nicht zurückgerollt werden."});
       return;
     }
-    context.progress(fmt::format("Rolle zurück: {} „{}“ …", title(journal.kind), journal.relocation.name),
-                     std::nullopt);
+    context.report(fmt::format("Rolle zurück: {} „{}“ …", title(journal.kind), journal.relocation.name));
     try {
-      Relocator::rollback(journal);
-      rolledBack_.push_back(journal);
+      outcome.rolledBack.push_back(Relocator::rollbackUnfinished(journal.id));
     } catch (const std::exception& error) {
       Log::write(fmt::format("ZURÜCKROLLEN FEHLGESCHLAGEN: {}", error.what()));
-      failed_.push_back({journal, error.what()});
-      blockedSources_.insert(source);
+      outcome.failed.push_back({journal, error.what()});
+      blockedPlaces.insert(place);
     }
   }
 
-  void report(Session& session) const {
-    for (const FailedJournal& failure : failed_)
-      session.remark(fmt::format("{} „{}“ ({}): {}", title(failure.journal.kind),
-                                 visible(failure.journal.relocation.name), failure.journal.id.text(),
-                                 failure.message));
+  /// Of several operations each message must say which one it is about; of a single one it stands alone.
+  std::string message(const FailedJournal& failure) const {
+    if (!all_) return failure.message;
+    return fmt::format("{} „{}“ ({}): {}", title(failure.journal.kind),
+                       visible(failure.journal.relocation.name), failure.journal.id.text(), failure.message);
+  }
+
+  void report(const Outcome& outcome, Session& session) const {
+    for (const FailedJournal& failure : outcome.failed) session.remark(message(failure));
     if (session.json()) {
-      session.printJson(document());
-    } else if (rolledBack_.empty() && failed_.empty()) {
-      session.say("Es gibt keinen unterbrochenen Vorgang.");
+      session.printJson(document(outcome));
+    } else if (outcome.rolledBack.empty() && outcome.failed.empty()) {
+      if (!outcome.isCancelled) session.say("Es gibt keinen unterbrochenen Vorgang.");
     } else {
-      for (const Journal& journal : rolledBack_)
+      for (const Journal& journal : outcome.rolledBack)
         session.say(fmt::format("{} „{}“: Der unterbrochene Vorgang wurde zurückgerollt.",
                                 title(journal.kind), visible(journal.relocation.name)));
     }
   }
 
-  Json::Value document() const {
+  static Json::Value document(const Outcome& outcome) {
     Json::Value rolledBack = Json::Value::array();
-    for (const Journal& journal : rolledBack_) rolledBack.push_back(JsonForms::journal(journal));
+    for (const Journal& journal : outcome.rolledBack) rolledBack.push_back(JsonForms::journal(journal));
     Json::Value failed = Json::Value::array();
-    for (const FailedJournal& failure : failed_)
+    for (const FailedJournal& failure : outcome.failed)
       failed.push_back({{"id", failure.journal.id.text()}, {"message", failure.message}});
     return {{"rolledBack", rolledBack}, {"failed", failed}};
   }
 
   std::optional<std::string> reference_;
   bool all_ = false;
-  std::vector<Journal> rolledBack_;
-  std::vector<FailedJournal> failed_;
-  std::set<std::string> blockedSources_;
 };
 
 }  // namespace

@@ -63,17 +63,28 @@ TEST_P(RelocateFault, LeavesEverythingAsItWas) {
   const RelocationKind kind = GetParam().kind;
   const char* step = GetParam().step;
   makeSource({.manyFiles = 5});
+  registerAnother();
   std::string storage = plan(kind).storagePath();
   {
     FaultHook hook(step);
     EXPECT_EQ(errorOf([&] { relocate(kind); }), std::string("Testabbruch nach Schritt ") + step);
   }
   expectAsBefore();
-  EXPECT_FALSE(exists(storage));
+  EXPECT_THAT(namesIn(drive->path()), IsEmpty()) << "neither the copy nor its sidecar";
   auto trashed = inTrash(PathString::lastComponent(storage));
   ASSERT_THAT(trashed, SizeIs(1)) << "the copy lies in the Trash";
   EXPECT_EQ(DiskImage::attachment(trashed[0]), std::nullopt);
   ASSERT_THAT(Journal::finishedJournals(10), SizeIs(1));
+  if (Journal::finishedJournals(10)[0].has("copied")) {
+    if (kind == RelocationKind::image) {
+      TempFolder look;
+      DiskImage::attach(trashed[0], look.path(), {.browsable = false, .readOnly = true});
+      EXPECT_EQ(diff(before, TreeManifest::of(look.path()), {.holes = true}), "") << "the whole copy";
+      DiskImage::detach(look.path());
+    } else {
+      EXPECT_EQ(diff(before, TreeManifest::of(trashed[0]), {.holes = true}), "") << "the whole copy";
+    }
+  }
   EXPECT_EQ(Journal::finishedJournals(10)[0].result(), "zurückgerollt");
   EXPECT_EQ(Journal::finishedJournals(10)[0].completedSteps.back(), step);
 

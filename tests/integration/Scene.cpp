@@ -19,6 +19,16 @@ std::vector<std::string> mountsBelow(const std::string& folder) {
   return found;
 }
 
+std::vector<std::string> loopFilesBelow(const std::string& folder) {
+  std::vector<std::string> found;
+  for (const std::string& device : namesIn("/sys/block")) {
+    std::ifstream backing("/sys/block/" + device + "/loop/backing_file");
+    std::string file;
+    if (std::getline(backing, file) && PathString::isInside(file, folder)) found.push_back(file);
+  }
+  return found;
+}
+
 void Scene::SetUp() {
   if (auto reason = ScratchDrive::unavailable()) GTEST_SKIP() << *reason;
   home.emplace();
@@ -78,8 +88,24 @@ void Scene::expectAsBefore() const {
   EXPECT_FALSE(FileOps::isLocked(source));
   EXPECT_EQ(sourceDifference(), "");
   EXPECT_EQ(besideSource(), std::vector<std::string>{});
-  EXPECT_EQ(RegistryStore::load(), Registry{});
+  EXPECT_EQ(loopFilesBelow(drive->path()), std::vector<std::string>{});
+  EXPECT_EQ(loopFilesBelow(home->path()), std::vector<std::string>{});
+  const std::string temporaryMounts = *home / "mnt";
+  EXPECT_TRUE(!exists(temporaryMounts) || namesIn(temporaryMounts).empty()) << "a temporary mount point";
+  EXPECT_EQ(RegistryStore::load(), registryBefore);
   EXPECT_EQ(Journal::unfinished(), std::vector<Journal>{});
+}
+
+void Scene::registerAnother() {
+  Relocation other;
+  other.id = Uuid::random();
+  other.name = "Andere";
+  other.kind = RelocationKind::symlink;
+  other.sourcePath = *home / "andere";
+  other.storagePath = "/Volumes/Nicht da/Andere";
+  other.createdAt = Dates::parseIso8601("2026-01-02T03:04:05Z").value();
+  registryBefore = {.relocations = {other}};
+  RegistryStore::save(registryBefore);
 }
 
 std::vector<std::string> Scene::inTrash(const std::string& name) const {

@@ -40,9 +40,11 @@ class Scene : public testing::Test {
   /// attributes.
   std::string sourceDifference() const;
   /// Everything that a failed or undone operation must leave behind: the source as it was, nothing mounted at
-  /// it or below the private folder, an empty registry, no open journal, no kept original and no staging
-  /// beside it.
+  /// it, below the private folder or from the drive, the registry as it was, no open journal, no kept
+  /// original and no staging beside it.
   void expectAsBefore() const;
+  /// An entry of another folder, which every operation on this one must leave alone.
+  void registerAnother();
   /// The items in the redirected Trash whose names end in `name`.
   std::vector<std::string> inTrash(const std::string& name) const;
   /// What lies beside the source, without the source.
@@ -56,10 +58,13 @@ class Scene : public testing::Test {
   std::optional<ScratchDrive> drive;
   std::string source;
   TreeManifest before;
+  Registry registryBefore;
   OperationContext context;
 };
 
 /// The names of mount points at or below the folder.
 std::vector<std::string> mountsBelow(const std::string& folder);
+/// The files below the folder that a loop device holds, as the kernel lists them.
+std::vector<std::string> loopFilesBelow(const std::string& folder);
 
 }  // namespace fernwahrung
