@@ -171,7 +171,11 @@ bool restoredDataIsAtSource(const Journal& journal) {
 void provideMountPoint(Journal& journal) {
   const std::string& source = journal.relocation.sourcePath;
   if (!FileOps::exists(source)) {
-    journal.record("wasLocked", "ja");  // an interruption right after the making must not cost the lock
+    try {
+      journal.record("wasLocked", "ja");  // an interruption right after the making must not cost the lock
+    } catch (const std::exception&) {
+      // on a full disk the way back counts for more than this note
+    }
     FileOps::createDirectory(source, std::nullopt);
   }
   if (journal.path("wasLocked") && isPlainDirectory(source) && !FileOps::isLocked(source) &&
@@ -180,11 +184,22 @@ void provideMountPoint(Journal& journal) {
   }
 }
 
+/// A whole copy on the Mac goes to the Trash only while the storage, which restore never changes, is there.
+void requireStorage(const Journal& journal) {
+  const std::string& storage = journal.relocation.storagePath;
+  if (!journal.has("verified") || FileOps::exists(storage)) return;
+  throw FernwahrungError::message(
+      fmt::format("Der Speicherort ist nicht erreichbar: {}\nDie zurückgeholten Daten sind vielleicht die "
+                  "einzigen; deshalb wird nichts zurückgerollt.",
+                  storage));
+}
+
 void rollbackRestore(Journal& journal) {
   const Relocation& relocation = journal.relocation;
   const std::string& source = relocation.sourcePath;
   auto staging = journal.path("staging");
 
+  requireStorage(journal);
   // restore saves the list after this step, and may have died before it could note that
   if (journal.has("stagingRenamed") || journal.has("registered")) restoreRegistryEntry(journal);
   if (staging && !FileOps::exists(*staging) && restoredDataIsAtSource(journal)) {

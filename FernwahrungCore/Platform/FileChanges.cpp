@@ -129,7 +129,9 @@ std::error_code flushDirectory(const std::string& path) {
 }
 
 std::error_code flushVolume(const std::string& path) {
-  return changed(toDisk, [&] { return System::flushVolume(path); });
+  return changed(
+      toDisk, [&] { return System::flushVolume(path); },
+      [&](ChangeObserver& observer) { observer.flushedVolume(path); });
 }
 
 std::error_code setImmutable(const std::string& path, bool immutable) {

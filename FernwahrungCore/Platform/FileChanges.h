@@ -72,6 +72,7 @@ class ChangeObserver {
   virtual void changedImmutable(const std::string& /*path*/, bool /*immutable*/) {}
   virtual void cloned(const std::string& /*from*/, const std::string& /*to*/) {}
   virtual void copiedAttributes(const std::string& /*from*/, const std::string& /*to*/) {}
+  virtual void flushedVolume(const std::string& /*path*/) {}
 };
 /// Set it while no other thread changes anything.
 void observeChanges(ChangeObserver* observer);

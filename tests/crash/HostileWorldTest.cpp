@@ -14,6 +14,7 @@
 #include "Storage/FileOps.h"
 
 #include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -45,16 +46,22 @@ TEST_F(HostileWorld, DriveFullDuringTheCopy) {
   for (RelocationKind kind : allRelocationKinds) {
     removeEverything(source);
     makeSource();
-    // an application fills the drive after the check
-    ToolDouble ditto("/usr/bin/ditto", {.thenReal = true});
-    bool filled = false;
+    // an application fills the drive while the copy tool is at its beginning
+    const std::string full = *mac / "voll";
+    ToolDouble ditto("/usr/bin/ditto",
+                     {.thenReal = true, .script = "while [ ! -e '" + full + "' ]; do sleep 0.02; done"});
     OperationContext filling(onProgress([&](const std::string& text) {
-      if (filled || text == "Prüfe Voraussetzungen …") return;
+      if (exists(full) || !text.starts_with("Kopiere ")) return;
       drive->fill(1 << 20);
-      filled = true;
+      writeFile(full, "");
     }));
     std::string error = errorOf([&] { Relocator::relocate(plan(kind), filling); });
-    EXPECT_NE(error, "") << rawValue(kind);
+    ASSERT_TRUE(exists(full));
+    removeEverything(full);
+    EXPECT_THAT(error, AnyOf(StartsWith("Kopieren fehlgeschlagen (Code "),
+                             StartsWith("Prüfung fehlgeschlagen"), StartsWith("Lesefehler: "),
+                             StartsWith("Die Kopie konnte nicht auf das Laufwerk geschrieben werden: ")))
+        << rawValue(kind);
     EXPECT_EQ(sourceDifference(), "");
     drive->unfill();
     rollBackOpenJournals();
@@ -85,7 +92,8 @@ TEST_F(HostileWorld, InternalDiskFullWhileTheJournalIsSaved) {
       if (text == "Kopieren abgeschlossen") internal.fill(0);
     }));
     std::string error = errorOf([&] { Relocator::relocate(plan(kind), filling); });
-    EXPECT_THAT(error, HasSubstr("No space left on device")) << rawValue(kind);
+    EXPECT_THAT(error, testing::AllOf(HasSubstr("/journal/"), HasSubstr("No space left on device")))
+        << rawValue(kind);
     EXPECT_EQ(sourceDifference(), "");
     internal.unfill();
     rollBackOpenJournals();
@@ -224,6 +232,42 @@ TEST_F(HostileWorld, SourceLosesItsReadPermissionHalfWay) {
   EXPECT_FALSE(exists(user + "/Laufwerk/Bibliothek"));
   ::chmod((source + "/zu").c_str(), 0755);
   EXPECT_EQ(sourceDifference(), "");
+}
+
+TEST_F(HostileWorld, SourceLosesItsReadPermissionDuringTheCopyAndDuringTheComparison) {
+  TempFolder share;
+  ASSERT_EQ(::chmod(share.path().c_str(), 0777), 0);
+  std::string user = share / "Benutzer";
+  source = user + "/Bibliothek";
+  writeFile(source + "/offen/a", "a");
+  writeFile(source + "/zu/b", "b");
+  makeFolder(user + "/privat");
+  makeFolder(user + "/Laufwerk");
+  mustRun({"chown", "-R", "65534:65534", user});
+  before = TreeManifest::of(source);
+  // the program finds its tools beside itself
+  makeFolder(share / "bin/host-tools");
+  std::filesystem::copy_file(FERNWAHRUNG_HELPER, share / "bin/fernwahrung");
+  struct Moment {
+    std::string ditto;
+    std::string sentence;
+  };
+  for (const auto& [script, sentence] :
+       {Moment{"chmod 0 \"$1/zu\"\ncp -a \"$1/.\" \"$2\"\n", "Kopieren fehlgeschlagen (Code 1):\n"},
+        Moment{"cp -a \"$1/.\" \"$2\"\nchmod 0 \"$1/zu\"\n",
+               "Der Ordner kann nicht gelesen werden: " + source + "/zu (Permission denied)"}}) {
+    writeFile(share / "bin/host-tools/ditto", "#!/bin/sh\n" + script, 0755);
+    ProgramResult result = runProgram(
+        {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", share / "bin/fernwahrung", "relocate",
+         "--yes", "--kind", "symlink", "--source", source, "--storage", user + "/Laufwerk"},
+        {.environment = {{"FERNWAHRUNG_HOME", user + "/privat"}}});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr(sentence));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("Zusätzlich")));
+    ::chmod((source + "/zu").c_str(), 0755);
+    EXPECT_EQ(sourceDifference(), "");
+    EXPECT_THAT(namesIn(user + "/Laufwerk"), IsEmpty());
+  }
 }
 
 TEST_F(HostileWorld, TrashOnAnotherVolumeTakesTheImageOnlyAfterAProof) {

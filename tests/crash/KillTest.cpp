@@ -1,6 +1,7 @@
 // Every operation, killed right before its N-th changing system call; then a fresh process rolls back, and
-// everything is as it was. A short run looks at each call that touches the user's folder and at some of all
-// the others; with FERNWAHRUNG_TEST_FULL set, at every one.
+// everything is as it was. A short run looks at each call that touches the user's folder and at the one after
+// it, at the renaming of each new state of the list and the journal, and at some of all the others; with
+// FERNWAHRUNG_TEST_FULL set, at every one.
 #include "Scene.h"
 #include "support/Files.h"
 #include "support/KillAt.h"
@@ -36,6 +37,11 @@ std::string caseName(const testing::TestParamInfo<Case>& info) {
          (info.param.mode == KillAt::Mode::main ? "_programDies" : "_everythingDies");
 }
 
+bool isRename(const std::string& call, const std::string& target) {
+  return call.starts_with("rename ") && call.find(" -> ") != std::string::npos &&
+         call.find(target, call.find(" -> ")) != std::string::npos;
+}
+
 class KillTest : public Scene, public testing::WithParamInterface<Case> {
  protected:
   void SetUp() override {
@@ -47,15 +53,21 @@ class KillTest : public Scene, public testing::WithParamInterface<Case> {
   static std::vector<int> moments(const std::vector<std::string>& calls, const std::string& source) {
     const int sparse = 23;
     const bool all = std::getenv("FERNWAHRUNG_TEST_FULL") != nullptr;
-    std::vector<int> result;
+    std::set<int> chosen;
+    bool touched = false;
     for (int n = 1; n <= static_cast<int>(calls.size()); ++n) {
       const std::string& call = calls[static_cast<std::size_t>(n - 1)];
       bool copying = call.ends_with("[cp]") || call.ends_with("[ditto]");
       bool touchesTheFolder = call.find(source) != std::string::npos && !copying;
       bool touchesTheList = call.find("registry.json") != std::string::npos;
-      if (all || touchesTheFolder || touchesTheList || n % sparse == 0) result.push_back(n);
+      // what a journal says changes with its renaming alone
+      bool noted = isRename(call, "/journal/");
+      if (all || touchesTheFolder || touchesTheList || noted || n % sparse == 0) chosen.insert(n);
+      // before the call after it: that one is done, and nothing is noted yet
+      if (touched) chosen.insert(n);
+      touched = touchesTheFolder;
     }
-    return result;
+    return {chosen.begin(), chosen.end()};
   }
 
   std::vector<std::string> relocateCommand(RelocationKind kind) const {
@@ -101,11 +113,6 @@ class KillTest : public Scene, public testing::WithParamInterface<Case> {
     RegistryStore::save(registryBefore);
   }
 };
-
-bool isRename(const std::string& call, const std::string& target) {
-  return call.starts_with("rename ") && call.find(" -> ") != std::string::npos &&
-         call.find(target, call.find(" -> ")) != std::string::npos;
-}
 
 /// In how many moments of a run the list is saved and the step not noted: after the list has got its name, up
 /// to and with the renaming of the journal's next state.
@@ -281,6 +288,13 @@ TEST_P(KillTest, RollbackAtEveryInstant) {
     const KillAt::Result run = runUntil(rollback, n);
     SCOPED_TRACE("killed before call " + std::to_string(n) + " of " + std::to_string(counted.total) + ": " +
                  run.call);
+    if (kind == RelocationKind::symlink) {
+      std::vector<std::string> copies = inTrash(PathString::lastComponent(storage));
+      if (exists(storage)) copies.push_back(storage);
+      EXPECT_TRUE(std::any_of(copies.begin(), copies.end(), [&](const std::string& copy) {
+        return diff(before, TreeManifest::of(copy), {.holes = true}).empty();
+      })) << "one whole copy at each instant";
+    }
     rollBackInAFreshProcess();
     RegistryStore::save(registryBefore);  // the entry was saved and its step not noted
     expectAsBefore();

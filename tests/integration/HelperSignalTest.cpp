@@ -143,6 +143,22 @@ TEST_F(HelperSignalTest, ASignalDuringTheCopyRollsBack) {
   }
 }
 
+TEST_F(HelperSignalTest, ASignalDuringTheFirstCheckBeginsNothing) {
+  writeFile(folder_ / "bin/host-tools/lsof",
+            "#!/bin/sh\ncd " + shellQuoted(folder_.path()) + "\n: > checking\nexec sleep 5\n", 0755);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    removeEverything(folder_ / "checking");
+    Running helper(relocate({"--json"}), [this] { redirect(); });
+    ASSERT_TRUE(eventually([this] { return exists(folder_ / "checking"); }));
+    helper.signal(number);
+    EXPECT_EQ(helper.wait(), 130) << number;
+    EXPECT_EQ(readFile(folder_ / "err"), "\nVorgang abgebrochen.\n");
+    EXPECT_EQ(readFile(folder_ / "out"), "");
+    EXPECT_FALSE(exists(home_ / "journal"));
+    EXPECT_EQ(namesIn(storage_), std::vector<std::string>{});
+  }
+}
+
 TEST_F(HelperSignalTest, ASecondSignalChangesNothing) {
   Running helper(relocate(), [this] { redirect(); });
   ASSERT_TRUE(waitForCopy()) << readFile(folder_ / "err");
@@ -301,8 +317,20 @@ TEST_F(HelperSignalTest, ControlCAtTheQuestionBeginsNothing) {
   ASSERT_TRUE(terminal.shows("Jetzt fernwahren? [j/N]"));
   terminal.type("\x03");
   EXPECT_EQ(helper.wait(), 130);
+  EXPECT_TRUE(terminal.shows("Vorgang abgebrochen."));
   EXPECT_FALSE(exists(folder_ / "started"));
   EXPECT_EQ(Journal::finishedJournals(10).size(), 0U);
+  EXPECT_EQ(readFile(source_ + "/a"), "12345");
+}
+
+TEST_F(HelperSignalTest, AWishToEndAtTheQuestionBeginsNothing) {
+  Terminal terminal;
+  Running helper(relocate(), [&] { terminal.becomeControlling(); });
+  ASSERT_TRUE(terminal.shows("Jetzt fernwahren? [j/N]"));
+  helper.signal(SIGTERM);
+  EXPECT_EQ(helper.wait(), 130);
+  EXPECT_TRUE(terminal.shows("Vorgang abgebrochen."));
+  EXPECT_FALSE(exists(home_ / "journal"));
   EXPECT_EQ(readFile(source_ + "/a"), "12345");
 }
 

@@ -335,6 +335,25 @@ TEST_F(OrdinaryUserTest, AFolderWithoutTheRightToReadIsNotMountedOver) {
   EXPECT_EQ(diff(onVolume(before_), manifest()), "");
 }
 
+TEST_F(OrdinaryUserTest, AFolderThatItsOwnerMayNotWriteToIsRolledBack) {
+  // the copy loses a file, which the comparison finds
+  std::filesystem::rename(tools_ + "/ditto", tools_ + "/real-ditto");
+  writeFile(tools_ + "/ditto", "#!/bin/sh\ncp -a \"$1/.\" \"$2\"\nrm \"$2/einfach.txt\"\n", 0755);
+  ASSERT_EQ(::chmod(source_.c_str(), 0500), 0);
+  before_ = manifest();
+  int copies = 0;
+  for (const char* kind : {"symlink", "image"}) {
+    SCOPED_TRACE(kind);
+    const ProgramResult result = fernwahrung(planned("relocate", kind));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("die Kopie ist NICHT identisch"));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("Zusätzlich")));
+    EXPECT_EQ(diff(before_, manifest(), {.holes = true}), "");
+    EXPECT_THAT(namesIn(storage_), IsEmpty());
+    EXPECT_EQ(namesIn(home_ + "/Papierkorb").size(), ++copies);
+  }
+}
+
 TEST_F(OrdinaryUserTest, AKilledOneIsRolledBack) {
   replaceTool("ditto", [&](const std::string&) { return "cp \"$1/einfach.txt\" \"$2\"\n" + stopHere(); });
   killWhenStopped(planned("relocate", "image"));

@@ -287,6 +287,26 @@ TEST_F(RollbackTest, SidecarOfAnotherRelocationStays) {
 
 // The way back.
 
+TEST_F(RollbackTest, WithoutTheStorageTheOnlyCopyStaysInItsPlace) {
+  for (RelocationKind kind : allRelocationKinds) {
+    SCOPED_TRACE(rawValue(kind));
+    removeEverything(source);
+    makeSource({.depth = 3, .manyFiles = 2});
+    Relocation relocation = relocate(kind);
+    Relocator::restore(relocation, context);
+    Journal journal = unclosed(OperationKind::restore);
+    Registry registry = RegistryStore::load();
+    ASSERT_TRUE(FileOps::moveToTrash(relocation.storagePath));
+    EXPECT_THAT(rollBack(journal),
+                HasSubstr("Der Speicherort ist nicht erreichbar: " + relocation.storagePath));
+    EXPECT_EQ(sourceDifference(), "");
+    EXPECT_EQ(RegistryStore::load(), registry);
+    EXPECT_THAT(Journal::unfinished(), SizeIs(1));
+    removeEverything(*relocation.originalBackupPath);
+    for (const char* name : {"journal", "registry.json", "registry.json.bak"}) removeEverything(*home / name);
+  }
+}
+
 TEST_F(RollbackTest, MountPointThatNeverHadALockGetsNone) {
   makeSource({.depth = 3, .manyFiles = 2});
   Relocation relocation = relocate(RelocationKind::image);

@@ -212,6 +212,23 @@ void PowerCut::cloned(const std::string& /*from*/, const std::string& to) {
   change(std::move(made));
 }
 
+void PowerCut::flushedVolume(const std::string& path) {
+  if (path != folder_ && !path.starts_with(folder_ + "/")) return;
+  Change made{.description = "flush volume of " + path, .flushedAll = true};
+  takeOverAll(root, folder_, made.names);
+  change(std::move(made));
+}
+
+void PowerCut::takeOverAll(NodeId node, const std::string& path, std::vector<NameChange>& names) {
+  for (const auto& name : namesIn(path)) {
+    const auto inner = path + "/" + name;
+    const auto known = live_.find({node, name});
+    const auto innerNode = known != live_.end() ? known->second : takeOver(inner);
+    if (known == live_.end()) names.push_back({{node, name}, innerNode});
+    if (nodes_[innerNode].type == Type::folder) takeOverAll(innerNode, inner, names);
+  }
+}
+
 // The states.
 
 /// The changes of names that no later flush of their folder has made safe.
@@ -220,6 +237,7 @@ std::vector<std::size_t> PowerCut::unsettled(std::size_t after) const {
   std::set<NodeId> flushedLater;
   for (auto index = after; index-- > 0;) {
     const auto& made = changes_[index];
+    if (made.flushedAll) break;
     if (made.flushedFolder) flushedLater.insert(*made.flushedFolder);
     const auto isSafe = [&](const NameChange& name) { return flushedLater.contains(name.place.first); };
     if (!made.names.empty() && std::none_of(made.names.begin(), made.names.end(), isSafe)) {
@@ -236,6 +254,8 @@ std::vector<PowerCut::Content> PowerCut::contents(std::size_t after) const {
     const auto& made = changes_[index];
     if (made.written) result[*made.written].present = made.data;
     if (made.flushedFile) result[*made.flushedFile].safe = result[*made.flushedFile].present;
+    if (!made.flushedAll) continue;
+    for (auto& content : result) content.safe = content.present;
   }
   return result;
 }
@@ -257,7 +277,19 @@ PowerCut::Names PowerCut::namesAfter(std::size_t after, const std::vector<std::s
 
 void PowerCut::forEachState(const std::function<void(const State&, const std::string&)>& look) const {
   const TempFolder scratch;
-  for (std::size_t after = 0; after <= changes_.size(); ++after) lookAt(after, scratch / "disk", look);
+  lookAtAll(scratch / "disk", look);
+}
+
+void PowerCut::forEachStateInPlace(const std::function<void(const State&)>& look) const {
+  const std::string aside = folder_ + ".aside";
+  fs::rename(folder_, aside);
+  lookAtAll(folder_, [&](const State& state, const std::string&) { look(state); });
+  fs::rename(aside, folder_);
+}
+
+void PowerCut::lookAtAll(const std::string& folder,
+                         const std::function<void(const State&, const std::string&)>& look) const {
+  for (std::size_t after = 0; after <= changes_.size(); ++after) lookAt(after, folder, look);
 }
 
 void PowerCut::lookAt(std::size_t after, const std::string& folder,

@@ -46,6 +46,9 @@ class PowerCut : public Platform::ChangeObserver {
 
   /// Calls `look` for each different state, with the state made in a fresh folder that goes afterwards.
   void forEachState(const std::function<void(const State& state, const std::string& folder)>& look) const;
+  /// The same with each state made in the place of the recorded folder itself, for what holds absolute paths.
+  /// The folder as it is now comes back in the end.
+  void forEachStateInPlace(const std::function<void(const State& state)>& look) const;
 
   void madeDirectory(const std::string& path) override;
   void removedDirectory(const std::string& path) override;
@@ -58,6 +61,8 @@ class PowerCut : public Platform::ChangeObserver {
   void flushed(const std::string& path) override;
   void flushedDirectory(const std::string& path) override;
   void cloned(const std::string& from, const std::string& to) override;
+  /// All that lies in the folder, whoever made it, is safe from here on.
+  void flushedVolume(const std::string& path) override;
 
  private:
   enum class Type { file, folder, symlink };
@@ -79,6 +84,7 @@ class PowerCut : public Platform::ChangeObserver {
     std::string data = {};
     std::optional<NodeId> flushedFile = {};
     std::optional<NodeId> flushedFolder = {};
+    bool flushedAll = false;
   };
   struct Content {
     std::string present;
@@ -97,6 +103,9 @@ class PowerCut : public Platform::ChangeObserver {
   std::vector<std::size_t> unsettled(std::size_t after) const;
   std::vector<Content> contents(std::size_t after) const;
   Names namesAfter(std::size_t after, const std::vector<std::size_t>& lost) const;
+  void lookAtAll(const std::string& folder,
+                 const std::function<void(const State&, const std::string&)>& look) const;
+  void takeOverAll(NodeId node, const std::string& path, std::vector<NameChange>& names);
   void lookAt(std::size_t after, const std::string& folder,
               const std::function<void(const State&, const std::string&)>& look) const;
   void make(const Names& names, const std::vector<std::string>& bytes, const std::string& folder) const;

@@ -7,6 +7,8 @@
 #include "Foundation/Errors.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/Host.h"
+#include "Platform/FileInfo.h"
+#include "Platform/NameFolding.h"
 #include "Records/RegistryStore.h"
 
 #include <fcntl.h>
@@ -275,6 +277,64 @@ TEST_F(PreflightTest, UnreadableSubfolderBlocksAndLeavesTheSizeZero) {
   EXPECT_THAT(result.blockers,
               ElementsAre("Der Ordner kann nicht vollständig gelesen werden (fehlende Berechtigung?)."));
   EXPECT_EQ(result.size, TreeSize{});
+}
+
+TEST_F(PreflightTest, FilesThatLieInTheCloudOnlyAreNamed) {
+  writeFile(source + "/tief/wolke", "");
+  Platform::datalessNameForTesting = "wolke";
+  EXPECT_THAT(Relocator::preflight(plan(), true).blockers,
+              ElementsAre("Nicht auf diesem Mac, sondern nur in der Cloud: " + source +
+                          "/tief/wolke. Bitte zuerst laden."));
+  writeFile(source + "/wolke", "");
+  EXPECT_THAT(Relocator::preflight(plan(), true).blockers,
+              ElementsAre(HasSubstr("/wolke (und 1 weitere). Bitte zuerst laden.")));
+  Platform::datalessNameForTesting.clear();
+  EXPECT_THAT(Relocator::preflight(plan(), true).blockers, IsEmpty());
+}
+
+TEST_F(PreflightTest, NamesThatAreOneAtTheTargetAreNamed) {
+  writeFile(source + "/tief/B\u00fccher", "");
+  writeFile(source + "/tief/BU\u0308CHER", "");
+  makeFolder(source + "/TIEF2");
+  makeFolder(source + "/tief/tief2");
+  for (RelocationKind kind : allRelocationKinds) {
+    EXPECT_THAT(Relocator::preflight(plan(kind), true).blockers, IsEmpty());
+    Platform::foldsNamesForTesting = true;
+    PreflightResult result = Relocator::preflight(plan(kind), true);
+    Platform::foldsNamesForTesting.reset();
+    EXPECT_THAT(
+        result.blockers,
+        ElementsAre(testing::AllOf(
+            HasSubstr("Am Ziel zählt Groß- und Kleinschreibung nicht; dort wären das dieselben Namen: "),
+            HasSubstr("B\u00fccher"), HasSubstr("BU\u0308CHER"))));
+    EXPECT_TRUE(result.isMeasured);
+  }
+}
+
+TEST_F(PreflightTest, NamesThatLeaveNoRoomForTheirMarks) {
+  RelocationPlan longSource = plan();
+  longSource.sourcePath = folder / std::string(230, 's');
+  makeFolder(longSource.sourcePath);
+  EXPECT_THAT(blockers(longSource), IsEmpty());
+  longSource.sourcePath = folder / std::string(231, 's');
+  makeFolder(longSource.sourcePath);
+  EXPECT_THAT(
+      blockers(longSource),
+      ElementsAre(
+          "Der Name des Ordners ist zu lang: Das Original könnte nicht umbenannt daneben liegen bleiben."));
+
+  for (const auto& [kind, longest] :
+       {std::pair(RelocationKind::symlink, 196), std::pair(RelocationKind::image, 183)}) {
+    RelocationPlan longName = plan(kind);
+    longName.name = std::string(longest, 'n');
+    EXPECT_THAT(blockers(longName), IsEmpty());
+    Relocation relocation;
+    relocation.storagePath = longName.storagePath();
+    RegistryStore::writeSidecar(relocation);
+    EXPECT_TRUE(exists(relocation.sidecarPath())) << "the longest still gets its sidecar";
+    longName.name += "n";
+    EXPECT_THAT(blockers(longName), ElementsAre("Der Name ist zu lang. Bitte einen kürzeren wählen."));
+  }
 }
 
 TEST(ImageSize, MarginIsATenthAndOneGigabyte) {

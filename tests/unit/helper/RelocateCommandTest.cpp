@@ -6,6 +6,8 @@
 #include "Foundation/OperationLock.h"
 #include "Storage/FileOps.h"
 
+#include <unistd.h>
+
 namespace fernwahrung {
 namespace {
 
@@ -103,6 +105,55 @@ TEST_F(RelocateCommandTest, BlockersEndItBeforeAnythingBegins) {
   EXPECT_EQ(blocked.out, "");
   EXPECT_EQ(blocked.err, "Zielordner existiert nicht: " + storage_ + "\n");
   EXPECT_EQ(Journal::finishedJournals(10).size(), 0U);
+}
+
+TEST_F(RelocateCommandTest, BlockersThatOnlyTheLastCheckFindsHaveTheSameStatus) {
+  // something opens a file of the folder between the two checks
+  ToolDouble lsof("/usr/sbin/lsof");
+  lsof.answerCall(2, {.out = "p" + std::to_string(::getpid()) + "\ncunit\nar\nn" + source_ + "/a\n"});
+  const HelperResult blocked = relocate({});
+  EXPECT_EQ(blocked.code, ExitCode::blocked);
+  EXPECT_NE(blocked.err, "");
+  EXPECT_EQ(lsof.calls().size(), 2U);
+  EXPECT_FALSE(exists(home_ / "journal"));
+  EXPECT_FALSE(isRelocated());
+}
+
+TEST_F(RelocateCommandTest, TheBlockersOfAPlanLeaveEverythingAsItWas) {
+  makeFolder(source_ + "/innen");
+  for (const std::vector<std::string>& plan :
+       {std::vector<std::string>{"--storage", source_ + "/innen"}, {"--name", std::string(200, 'n')}}) {
+    std::vector<std::string> arguments = {"relocate", "--source", source_, "--kind", "symlink"};
+    if (plan[0] != "--storage") arguments.insert(arguments.end(), {"--storage", storage_});
+    arguments.insert(arguments.end(), plan.begin(), plan.end());
+    const HelperResult blocked = runHelper(arguments);
+    EXPECT_EQ(blocked.code, ExitCode::blocked) << blocked.err;
+    EXPECT_EQ(namesIn(source_), (std::vector<std::string>{"a", "innen"}));
+    EXPECT_EQ(namesIn(source_ + "/innen").size(), 0U);
+    EXPECT_EQ(namesIn(storage_).size(), 0U);
+    EXPECT_FALSE(exists(home_ / "journal"));
+  }
+}
+
+TEST_F(RelocateCommandTest, ALineBreakInTheNameIsNoObstacle) {
+  source_ = folder_ / "a\nb";
+  writeFile(source_ + "/datei", "12345");
+  const HelperResult result = relocate({});
+  EXPECT_EQ(result.code, ExitCode::done) << result.err;
+  EXPECT_TRUE(isRelocated());
+  EXPECT_EQ(readFile(source_ + "/datei"), "12345");
+  EXPECT_EQ(readFile(storage_ + "/a_b/datei"), "12345");
+}
+
+TEST_F(RelocateCommandTest, ADamagedListWithAGoodBackupIsNoObstacle) {
+  saveRegistry({});
+  saveRegistry({makeRelocation(firstId, "Mail", folder_ / "mail")});
+  saveRegistry({makeRelocation(firstId, "Mail", folder_ / "mail")});
+  writeFile(home_ / "registry.json", "{");
+  const HelperResult result = relocate({});
+  EXPECT_EQ(result.code, ExitCode::done) << result.err;
+  ASSERT_EQ(RegistryStore::load().relocations.size(), 2U);
+  EXPECT_EQ(RegistryStore::load().relocations[0].name, "Mail");
 }
 
 TEST_F(RelocateCommandTest, ABusyLockHasItsStatus) {

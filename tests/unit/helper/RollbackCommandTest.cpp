@@ -1,7 +1,10 @@
 #include "HelperRun.h"
 #include "support/Files.h"
+#include "support/ToolDouble.h"
 
 #include "Foundation/OperationLock.h"
+
+#include <filesystem>
 
 namespace fernwahrung {
 namespace {
@@ -49,6 +52,56 @@ TEST_F(RollbackCommandTest, TheOnlyOneNeedsNoName) {
   EXPECT_EQ(readFile(source + "/a"), "Mail");
   EXPECT_EQ(Journal::unfinished().size(), 0U);
   EXPECT_EQ(Journal::finishedJournals(10).at(0).result(), "zurückgerollt");
+  EXPECT_NE(readFile(home_ / "fernwahrung.log").find("· Rolle zurück: Fernwahren „Mail“ …"),
+            std::string::npos);
+}
+
+TEST_F(RollbackCommandTest, TheMessageOfASingleOneIsTheOperationsOwnSentence) {
+  const std::string bad = stuck(thirdId, "Fotos", "2026-11-16T10:09:15Z");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"rollback"}, {"rollback", thirdId}}) {
+    const HelperResult result = runHelper(arguments);
+    EXPECT_EQ(result.code, ExitCode::failed);
+    EXPECT_EQ(result.err, "Der neue Einhängepunkt ist nicht leer: " + bad + "\n");
+  }
+}
+
+TEST_F(RollbackCommandTest, OnATerminalTheProgressLineGoesBeforeTheMessage) {
+  const std::string bad = stuck(thirdId, "Fotos", "2026-11-16T10:09:15Z");
+  const HelperResult result = runHelper({"rollback"}, {.errorIsTerminal = true});
+  EXPECT_NE(result.err.find("Rolle zurück: Fernwahren „Fotos“ …"), std::string::npos);
+  EXPECT_TRUE(result.err.ends_with("\r\x1b[KDer neue Einhängepunkt ist nicht leer: " + bad + "\n"))
+      << result.err;
+}
+
+TEST_F(RollbackCommandTest, ASignalBetweenTwoStillTellsWhatWasRolledBack) {
+  // the copy of the later one is asked for, and the question interrupts the program
+  ToolDouble hdiutil("/usr/bin/hdiutil", {.status = 1, .script = "kill -TERM $PPID; sleep 0.5"});
+  for (const bool json : {false, true}) {
+    const std::string early = interrupted(firstId, "Mail", "2026-11-15T10:09:15Z");
+    const std::string late = interrupted(thirdId, "Fotos", "2026-11-16T10:09:15Z");
+    Journal journal = Journal::unfinished().back();
+    journal.relocation.kind = RelocationKind::image;
+    journal.paths["image"] = folder_ / "Fotos.sparsebundle";
+    makeFolder(journal.paths["image"]);
+    journal.save();
+
+    const HelperResult result = runHelper(json ? std::vector<std::string>{"rollback", "--all", "--json"}
+                                               : std::vector<std::string>{"rollback", "--all"});
+    EXPECT_EQ(result.code, ExitCode::cancelled);
+    EXPECT_EQ(result.err, "Vorgang abgebrochen.\n");
+    if (json) {
+      EXPECT_EQ(result.json()["rolledBack"].size(), 1U);
+      EXPECT_EQ(result.json()["rolledBack"][0]["id"], thirdId);
+    } else {
+      EXPECT_EQ(result.out, "Fernwahren „Fotos“: Der unterbrochene Vorgang wurde zurückgerollt.\n");
+    }
+    EXPECT_EQ(readFile(late + "/a"), "Fotos");
+    EXPECT_FALSE(exists(early));
+    ASSERT_EQ(Journal::unfinished().size(), 1U);
+    EXPECT_EQ(Journal::unfinished()[0].id, uuid(firstId));
+    for (const std::string& path : {early + ".ORIGINAL-1", late, home_ / "journal"}) removeEverything(path);
+  }
 }
 
 TEST_F(RollbackCommandTest, SeveralWantAChoice) {
@@ -129,6 +182,27 @@ TEST_F(RollbackCommandTest, AnEarlierOneOfTheSameFolderWaitsForTheLater) {
   EXPECT_EQ(failed[1]["message"],
             "Nicht begonnen: Ein späterer Vorgang an diesem Ordner konnte nicht zurückgerollt werden.");
   EXPECT_EQ(Journal::unfinished().size(), 2U);
+}
+
+TEST_F(RollbackCommandTest, AnEarlierOneWaitsAlsoWhenTheLaterOneHadALinkInTheFoldersPlace) {
+  // the later one puts the original back in the place of its link, and then the Trash refuses the copy
+  const std::string source = interrupted(firstId, "Fotos", "2026-11-15T10:09:15Z");
+  interrupted(thirdId, "Fotos", "2026-11-16T10:09:15Z");
+  Journal later = Journal::unfinished().back();
+  later.relocation.storagePath = folder_ / "Kopie";
+  later.paths["target"] = later.relocation.storagePath;
+  later.save();
+  makeFolder(folder_ / "Kopie");
+  std::filesystem::create_symlink(folder_ / "Kopie", source);
+  writeFile(home_ / "Papierkorb", "kein Ordner");
+
+  const HelperResult result = runHelper({"rollback", "--all", "--json"});
+  EXPECT_EQ(result.code, ExitCode::failed);
+  const Json::Value failed = result.json()["failed"];
+  ASSERT_EQ(failed.size(), 2U) << result.out;
+  EXPECT_EQ(failed[1]["id"], firstId);
+  EXPECT_EQ(failed[1]["message"],
+            "Nicht begonnen: Ein späterer Vorgang an diesem Ordner konnte nicht zurückgerollt werden.");
 }
 
 TEST_F(RollbackCommandTest, ABusyLockComesBeforeEverything) {
