@@ -20,6 +20,7 @@ TEST(JsonForms, ACheckHasItsShape) {
   check.plan.guardedAppPaths = {"/A.app"};
   check.plan.spotlight = true;
   check.imageSize = 21'000'000'000;
+  check.result.isMeasured = true;
   check.result.size = {.bytes = 1, .allocatedBytes = 2, .files = 3, .directories = 4, .symlinks = 5};
   ProcessDescription process;
   process.pid = 42;

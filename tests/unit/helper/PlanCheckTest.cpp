@@ -74,6 +74,7 @@ TEST_F(PlanCheckTest, WhatWasNotMeasuredHasNoSizes) {
 TEST_F(PlanCheckTest, ABlockedFolderThatWasMeasuredHasItsSizes) {
   PlanCheck check;
   check.result.blockers = {"Zu wenig Platz am Ziel."};
+  check.result.isMeasured = true;
   check.result.size.allocatedBytes = 100'000'000'000;
   EXPECT_TRUE(check.isMeasured());
   EXPECT_EQ(check.minimumImageSize(), 111'000'000'000);
@@ -113,6 +114,7 @@ TEST_F(PlanCheckTest, TheTextOfAFolderThatIsFreeToGo) {
   check.plan.sourcePath = "/Users/a/Mail";
   check.plan.storageDirectory = "/Volumes/X";
   check.imageSize = 21'000'000'000;
+  check.result.isMeasured = true;
   check.result.size = {
       .bytes = 12'300'000, .allocatedBytes = 13'000'000, .files = 5, .directories = 3, .symlinks = 1};
   EXPECT_EQ(check.text(),
