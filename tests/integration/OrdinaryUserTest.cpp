@@ -338,7 +338,8 @@ TEST_F(OrdinaryUserTest, AFolderWithoutTheRightToReadIsNotMountedOver) {
 TEST_F(OrdinaryUserTest, AFolderThatItsOwnerMayNotWriteToIsRolledBack) {
   // the copy loses a file, which the comparison finds
   std::filesystem::rename(tools_ + "/ditto", tools_ + "/real-ditto");
-  writeFile(tools_ + "/ditto", "#!/bin/sh\ncp -a \"$1/.\" \"$2\"\nrm \"$2/einfach.txt\"\n", 0755);
+  writeFile(tools_ + "/ditto", "#!/bin/sh\ncp -a \"$1/.\" \"$2\"\nchmod u+w \"$2\"\nrm \"$2/einfach.txt\"\n",
+            0755);
   ASSERT_EQ(::chmod(source_.c_str(), 0500), 0);
   before_ = manifest();
   int copies = 0;
