@@ -35,7 +35,27 @@ enum : UNAuthorizationOptions {
                               trigger:(nullable UNNotificationTrigger*)trigger;
 @end
 
+@interface UNNotification : NSObject
+@end
+
+typedef NSUInteger UNNotificationPresentationOptions;
+enum : UNNotificationPresentationOptions {
+  UNNotificationPresentationOptionSound = 1 << 1,
+  UNNotificationPresentationOptionList = 1 << 3,
+  UNNotificationPresentationOptionBanner = 1 << 4,
+};
+
+@class UNUserNotificationCenter;
+
+@protocol UNUserNotificationCenterDelegate<NSObject>
+@optional
+- (void)userNotificationCenter:(UNUserNotificationCenter*)center
+       willPresentNotification:(UNNotification*)notification
+         withCompletionHandler:(void (^)(UNNotificationPresentationOptions options))completionHandler;
+@end
+
 @interface UNUserNotificationCenter : NSObject
+@property(weak, nullable) id<UNUserNotificationCenterDelegate> delegate;
 + (UNUserNotificationCenter*)currentNotificationCenter;
 - (void)requestAuthorizationWithOptions:(UNAuthorizationOptions)options
                       completionHandler:(void (^)(BOOL granted, NSError* _Nullable error))completionHandler;
