@@ -3,18 +3,15 @@
 
 #include "FernwahrungApp/Platform/darwin/Text.h"
 
-#include "Platform/FileInfo.h"
-
 #import <AppKit/AppKit.h>
 
 namespace fernwahrung {
 namespace {
 
+/// Without a look at what lies there: the main thread would wait for a drive that hangs. Whether it is a
+/// folder decides only how addresses relative to this one are read.
 NSURL* fileUrl(const std::string& path) {
-  const auto info = Platform::fileInfo(path);
-  return [NSURL fileURLWithFileSystemRepresentation:path.c_str()
-                                        isDirectory:info && info->type == FileType::directory
-                                      relativeToURL:nil];
+  return [NSURL fileURLWithFileSystemRepresentation:path.c_str() isDirectory:NO relativeToURL:nil];
 }
 
 }  // namespace
