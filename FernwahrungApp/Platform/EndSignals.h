@@ -1,6 +1,8 @@
 // The signals by which the system or a terminal asks a program to end, as an event of the loop.
 #pragma once
 
+#include "Foundation/FileDescriptor.h"
+
 #include <QObject>
 #include <QSocketNotifier>
 #include <memory>
@@ -13,7 +15,7 @@ class EndSignals : public QObject {
   Q_OBJECT
 
  public:
-  /// Throws std::system_error when no descriptors are left.
+  /// Throws SystemError when no descriptors are left.
   EndSignals();
   ~EndSignals() override;
 
@@ -23,6 +25,8 @@ class EndSignals : public QObject {
  private:
   void read();
 
+  FileDescriptor readEnd_;
+  FileDescriptor writeEnd_;
   std::unique_ptr<QSocketNotifier> notifier_;
 };
 
