@@ -1,3 +1,4 @@
+#include "FernwahrungApp/Model/Background.h"
 #include "FernwahrungApp/Platform/EndSignals.h"
 #include "FernwahrungApp/Views/Appearance.h"
 #include "FernwahrungApp/Views/MainWindow.h"
@@ -5,21 +6,17 @@
 #include "FernwahrungApp/Views/ModalQuestions.h"
 
 #include <csignal>
+#include <cstdlib>
 
 using namespace fernwahrung;
 
-int main(int count, char** arguments) {
-  // Whoever started us may have left it ignored, and then no child process could be waited for.
-  std::signal(SIGCHLD, SIG_DFL);
-  std::signal(SIGPIPE, SIG_IGN);
-  QApplication application(count, arguments);
-  Appearance::apply(application);
+namespace {
 
+int runUntilQuit(QApplication& application, EndSignals& endSignals) {
   ModalQuestions questions;
   AppModel model(CoreCalls(), questions);
   MainWindow window(model);
   MenuBarItem menuBarItem(model);
-  EndSignals endSignals;
 
   window.setStaysWhenClosed(menuBarItem.isShown());
   QObject::connect(&menuBarItem, &MenuBarItem::openWindow, &window, &MainWindow::bringForward);
@@ -29,4 +26,20 @@ int main(int count, char** arguments) {
   QObject::connect(&window, &MainWindow::quitAccepted, &application, [] { QCoreApplication::exit(0); });
   window.show();
   return QApplication::exec();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  // Whoever started us may have left it ignored, and then no child process could be waited for.
+  std::signal(SIGCHLD, SIG_DFL);
+  std::signal(SIGPIPE, SIG_IGN);
+  QApplication application(count, arguments);
+  Appearance::apply(application);
+  EndSignals endSignals;
+
+  const int status = runUntilQuit(application, endSignals);
+  // Everything that is to last has been written by now.
+  if (!Background::endWithin(std::chrono::seconds(2))) std::_Exit(status);
+  return status;
 }

@@ -1,7 +1,6 @@
 #include "FernwahrungApp/Model/AppModel.h"
 
 #include "FernwahrungApp/Model/Background.h"
-#include "FernwahrungApp/Model/Confirmations.h"
 
 #include "Foundation/ByteFormat.h"
 #include "Foundation/Clock.h"
@@ -25,13 +24,72 @@ std::string helperCopy() {
   return PathString::join(Paths::supportDirectory(), "bin/fernwahrung");
 }
 
+/// The path itself, or the nearest folder above it that exists.
+std::string nearest(std::string path) {
+  while (!FileOps::exists(path) && path != "/") path = PathString::parent(path);
+  return path;
+}
+
 }  // namespace
 
+/// Passes the questions on, and lets the model know while one stands: the event loop runs on meanwhile, where
+/// a blocking question would have held up the timer and everything else.
+class AppModel::CountedQuestions : public Questions {
+ public:
+  CountedQuestions(AppModel& model, Questions& questions) : model_(model), questions_(questions) {}
+
+  std::size_t ask(const Question& question) override {
+    const Standing standing(model_);
+    return questions_.ask(question);
+  }
+  std::optional<std::string> chooseFolder(const std::string& title, const std::string& start) override {
+    const Standing standing(model_);
+    return questions_.chooseFolder(title, start);
+  }
+  std::optional<std::string> chooseApplication(const std::string& title, const std::string& start) override {
+    const Standing standing(model_);
+    return questions_.chooseApplication(title, start);
+  }
+
+ private:
+  class Standing {
+   public:
+    explicit Standing(AppModel& model) : model_(model) {
+      if (model_.standingQuestions_++ == 0) emit model_.askingChanged();
+    }
+    ~Standing() {
+      if (--model_.standingQuestions_ > 0) return;
+      emit model_.askingChanged();
+      if (!std::exchange(model_.refreshAfterQuestions_, false)) return;
+      // The answer comes first: it may start an operation.
+      QMetaObject::invokeMethod(&model_, &AppModel::refresh, Qt::QueuedConnection);
+    }
+    Standing(const Standing&) = delete;
+    Standing& operator=(const Standing&) = delete;
+
+   private:
+    AppModel& model_;
+  };
+
+  AppModel& model_;
+  Questions& questions_;
+};
+
 AppModel::AppModel(CoreCalls core, Questions& questions, std::chrono::milliseconds refreshInterval)
-    : core_(std::move(core)), questions_(questions), settings_(core_.loadSettings()) {
+    : core_(std::move(core)),
+      questions_(std::make_unique<CountedQuestions>(*this, questions)),
+      settings_(core_.loadSettings()) {
   refresh();
   connect(&timer_, &QTimer::timeout, this, &AppModel::refresh);
   timer_.start(refreshInterval);
+}
+
+AppModel::~AppModel() {
+  measuring_->cancel();
+}
+
+Questions& AppModel::questions() const {
+  return *questions_;
 }
 
 template <class Value>
@@ -104,15 +162,17 @@ void AppModel::dismissInfo() {
 
 void AppModel::refresh() {
   if (refreshing_ || busyTitle_) return;
+  if (asking()) {
+    refreshAfterQuestions_ = true;
+    return;
+  }
   refreshing_ = true;
   Background::start(
       this, [read = core_.readWorld, thresholds = settings_.thresholds] { return read(thresholds); },
-      [this](World world) {
-        publishWorld(std::move(world));
-        if (refreshAgain_) {
-          refreshAgain_ = false;
-          refresh();
-        }
+      [this, begun = operationsBegun_](World world) {
+        if (begun == operationsBegun_) return publishWorld(std::move(world));
+        refreshing_ = false;
+        refresh();
       });
 }
 
@@ -159,6 +219,7 @@ void AppModel::notifyIfRisen(const std::string& key, CapacityLevel level, const 
 
 void AppModel::run(Command command, Operation operation) {
   if (busyTitle_) return;
+  ++operationsBegun_;
   publish(progressMessage_, std::string("Starte …"), &AppModel::progressMessageChanged);
   publish(progressFraction_, std::optional<double>(), &AppModel::progressFractionChanged);
   publish(cancellable_, command.cancellable, &AppModel::cancellableChanged);
@@ -171,7 +232,8 @@ void AppModel::run(Command command, Operation operation) {
       });
   Background::start(
       this, [context = context_, operation = std::move(operation)] { return attempt(operation, *context); },
-      [this, command = std::move(command)](const Outcome& outcome) { finish(command, outcome); });
+      [this, command = std::move(command)](const Outcome& outcome) { finish(command, outcome); },
+      Background::Lane::operation);
 }
 
 void AppModel::showProgress(const std::string& text, std::optional<double> fraction) {
@@ -186,9 +248,9 @@ AppModel::Outcome AppModel::attempt(const Operation& operation, OperationContext
   try {
     outcome.selection = operation(context);
   } catch (const AccessDeniedError& error) {
-    outcome.failure = {std::current_exception(), error.what(), !error.isUnixPermission()};
+    outcome.failure = {error.what(), !error.isUnixPermission()};
   } catch (const std::exception& error) {
-    outcome.failure = {std::current_exception(), error.what()};
+    outcome.failure = {error.what()};
   }
   return outcome;
 }
@@ -205,15 +267,17 @@ void AppModel::finish(const Command& command, const Outcome& outcome) {
   } else if (!command.onError || !command.onError(*outcome.failure)) {
     publish(errorMessage_, std::optional(outcome.failure->text), &AppModel::errorMessageChanged);
   }
-  if (refreshing_) refreshAgain_ = true;
   refresh();
+  emit operationEnded();
 }
 
 void AppModel::cancel() {
-  if (!context_) return;
+  if (!context_ || !cancellable_) return;
   context_->cancel();
   publish(progressMessage_, std::string("Breche ab und stelle den Ausgangszustand wieder her …"),
           &AppModel::progressMessageChanged);
+  // How far the taking back is, nobody tells.
+  publish(progressFraction_, std::optional<double>(), &AppModel::progressFractionChanged);
 }
 
 // --- Commands
@@ -281,9 +345,9 @@ void AppModel::rollback(const Journal& journal) {
 }
 
 void AppModel::showAccessDenied(const std::string& text) {
-  switch (questions_.ask({"Zugriff verweigert",
-                          text,
-                          {"Festplattenvollzugriff öffnen", "Hilfsprogramm im Finder zeigen", "OK"}})) {
+  switch (questions_->ask({"Zugriff verweigert",
+                           text,
+                           {"Festplattenvollzugriff öffnen", "Hilfsprogramm im Finder zeigen", "OK"}})) {
     case 0:
       return openFullDiskAccess();
     case 1:
@@ -293,31 +357,26 @@ void AppModel::showAccessDenied(const std::string& text) {
   }
 }
 
-void AppModel::confirmUnmount(const Relocation& relocation) {
-  std::string text = "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst.";
-  if (!relocation.guardedAppPaths.empty()) {
-    text += fmt::format(" Bitte vorher beenden: {}.", Confirmations::appNames(relocation));
-  }
-  if (questions_.confirm(fmt::format("Aushängen: {}?", relocation.name), text, "Aushängen"))
-    unmount(relocation);
-}
-
 void AppModel::measureData(const Relocation& relocation) {
-  if (relocation.kind != RelocationKind::symlink || !measuring_.insert(relocation.id).second) return;
+  if (relocation.kind != RelocationKind::symlink) return;
+  const auto last = measured_.find(relocation.id);
+  if (last != measured_.end() && (!last->second || Clock::now() - *last->second < dataSizeAge)) return;
+  measured_[relocation.id] = std::nullopt;
   Background::start(
       this,
-      [measure = core_.dataSize, folder = relocation.storagePath]() -> std::optional<std::int64_t> {
+      [measure = core_.dataSize, folder = relocation.storagePath,
+       context = measuring_]() -> std::optional<std::int64_t> {
         try {
-          return measure(folder);
+          return measure(folder, *context);
         } catch (const std::exception&) {
           return std::nullopt;
         }
       },
       [this, id = relocation.id](std::optional<std::int64_t> size) {
-        measuring_.erase(id);
-        if (!size) return;
+        measured_[id] = Clock::now();
         auto sizes = dataSizes_;
-        sizes[id] = *size;
+        sizes.erase(id);
+        if (size) sizes[id] = *size;
         publish(dataSizes_, std::move(sizes), &AppModel::dataSizesChanged);
       });
 }
@@ -328,12 +387,12 @@ void AppModel::revealInFinder(const std::string& path) {
 
 void AppModel::revealHelperInFinder() {
   Background::start(
-      this, [] { return FileOps::exists(helperCopy()); },
-      [this](bool exists) {
-        if (exists) {
-          core_.reveal(helperCopy());
+      this, [] { return nearest(helperCopy()); },
+      [this](const std::string& found) {
+        if (found == helperCopy()) {
+          core_.reveal(found);
         } else {
-          core_.open(PathString::parent(helperCopy()));
+          core_.open(found);
         }
       });
 }

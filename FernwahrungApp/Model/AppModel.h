@@ -16,7 +16,6 @@
 #include <QObject>
 #include <QTimer>
 #include <chrono>
-#include <exception>
 #include <memory>
 
 namespace fernwahrung {
@@ -28,6 +27,8 @@ class AppModel : public QObject {
   /// Reads the settings, starts the first refresh and the timer that repeats it.
   explicit AppModel(CoreCalls core, Questions& questions,
                     std::chrono::milliseconds refreshInterval = std::chrono::seconds(15));
+  /// Nobody waits any more for what is being measured. A running operation goes on to its end.
+  ~AppModel() override;
 
   // What is published. Each has a signal that is emitted after it has changed, and only then.
 
@@ -54,10 +55,12 @@ class AppModel : public QObject {
   const AppSettings& settings() const { return settings_; }
   const std::map<Uuid, ImageCapacity>& imageCapacity() const { return imageCapacity_; }
   const std::vector<VolumeCapacity>& volumes() const { return volumes_; }
-  /// Kept copies that a relocation names and that are gone.
+  /// Kept copies that a relocation names and that are known to be gone.
   const std::set<std::string>& missingPaths() const { return missingPaths_; }
   /// Bytes of the data behind a link, as far as they were measured; see measureData().
   const std::map<Uuid, std::int64_t>& dataSizes() const { return dataSizes_; }
+  /// A question stands, and the user answers nothing else meanwhile.
+  bool asking() const { return standingQuestions_ > 0; }
 
   // What is not published.
 
@@ -81,9 +84,12 @@ class AppModel : public QObject {
 
   // Commands. All return at once; one that changes something does nothing while another runs.
 
-  /// Reads the world anew, unless an operation or another refresh is under way.
+  /// Reads the world anew, unless an operation or another refresh is under way. While a question stands it
+  /// waits for the answer, so that nothing changes under it. What an operation overtakes is never published:
+  /// it would show a state in the midst of it.
   void refresh();
-  /// The running operation stops at its next opportunity and takes back what it did.
+  /// The running operation stops at its next opportunity and takes back what it did; nothing when it is none
+  /// that can be cancelled.
   void cancel();
 
   void relocate(const RelocationPlan& plan);
@@ -93,17 +99,19 @@ class AppModel : public QObject {
   void mountAll();
   void rollback(const Journal& journal);
 
-  /// Asks first; see Confirmations for the questions of the details.
-  void confirmUnmount(const Relocation& relocation);
-
-  /// Measures the data behind a link and publishes dataSizes; once for each relocation and run.
+  /// How long a measured size stays good, and a failed attempt is not repeated: it walks all of the user's
+  /// data.
+  static constexpr std::chrono::minutes dataSizeAge{10};
+  /// Measures the data behind a link and publishes dataSizes, unless it was tried just now or is under way.
   void measureData(const Relocation& relocation);
   void revealInFinder(const std::string& path);
+  /// The installed copy; as long as there is none, the folder that would hold it, or the nearest one above.
   void revealHelperInFinder();
   void openFullDiskAccess();
 
   const CoreCalls& core() const { return core_; }
-  Questions& questions() const { return questions_; }
+  /// Every question to the user is asked here, see asking().
+  Questions& questions() const;
 
  signals:
   void relocationsChanged();
@@ -126,12 +134,14 @@ class AppModel : public QObject {
   void volumesChanged();
   void missingPathsChanged();
   void dataSizesChanged();
+  void askingChanged();
+  /// After everything that an operation's end brings was published.
+  void operationEnded();
 
  private:
   /// Gives the relocation to select, if any. Throws.
   using Operation = std::function<std::optional<Uuid>(OperationContext&)>;
   struct Failure {
-    std::exception_ptr error;
     std::string text;
     bool privacyDenied = false;  // macOS, not the permission bits, forbids to read the folder
   };
@@ -148,6 +158,8 @@ class AppModel : public QObject {
     std::optional<Uuid> selection;
   };
 
+  class CountedQuestions;
+
   template <class Value>
   void publish(Value& field, Value value, void (AppModel::*changed)());
   void publishWorld(World world);
@@ -162,7 +174,9 @@ class AppModel : public QObject {
   void showAccessDenied(const std::string& text);
 
   const CoreCalls core_;
-  Questions& questions_;
+  const std::unique_ptr<Questions> questions_;
+  int standingQuestions_ = 0;
+  bool refreshAfterQuestions_ = false;
 
   std::vector<Relocation> relocations_;
   std::map<Uuid, RelocationStatus> statuses_;
@@ -185,13 +199,13 @@ class AppModel : public QObject {
   std::vector<VolumeCapacity> volumes_;
   std::set<std::string> missingPaths_;
   std::map<Uuid, std::int64_t> dataSizes_;
-  std::set<Uuid> measuring_;
+  std::map<Uuid, std::optional<Date>> measured_;  // the last attempt's end; nothing while it lasts
+  const std::shared_ptr<OperationContext> measuring_ = std::make_shared<OperationContext>();
   std::map<std::string, CapacityLevel> notifiedLevels_;
   std::shared_ptr<OperationContext> context_;
   bool refreshing_ = false;
-  bool refreshAgain_ =
-      false;  // what the refresh under way reads may be older than the operation that has just ended
-  QTimer timer_;
+  int operationsBegun_ = 0;  // tells a refresh that an operation overtook
+  QTimer timer_{this};
 };
 
 }  // namespace fernwahrung

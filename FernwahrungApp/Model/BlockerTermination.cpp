@@ -22,14 +22,15 @@ std::string text(const ProcessDescription& process) {
 
 }  // namespace
 
-void confirm(AppModel& model, const ProcessDescription& process, QObject* owner, std::function<void()> after,
+void confirm(AppModel& model, ProcessDescription process, QObject* owner, std::function<void()> after,
              std::chrono::milliseconds delay) {
   QPointer<QObject> guardedOwner(owner);
   bool yes =
       model.questions().confirm(fmt::format("„{}“ beenden?", process.displayName), text(process), "Beenden");
   if (!yes || !guardedOwner) return;
   Background::start(
-      owner, [request = model.core().requestTermination, process] { return request(process); },
+      owner,
+      [request = model.core().requestTermination, process = std::move(process)] { return request(process); },
       [owner, after = std::move(after), delay](bool) { QTimer::singleShot(delay, owner, after); });
 }
 

@@ -13,7 +13,7 @@ inline constexpr std::chrono::milliseconds grace{1500};
 
 /// On a yes, `after` follows once the request was made and the grace has passed, unless `owner` is gone by
 /// then. Main thread.
-void confirm(AppModel& model, const ProcessDescription& process, QObject* owner, std::function<void()> after,
+void confirm(AppModel& model, ProcessDescription process, QObject* owner, std::function<void()> after,
              std::chrono::milliseconds delay = grace);
 
 }  // namespace fernwahrung::BlockerTermination

@@ -13,9 +13,15 @@ std::string whoMustBeClosed(const Relocation& relocation) {
   return "Bitte vorher beenden: " + appNames(relocation);
 }
 
+void unmountAfter(AppModel& model, const Relocation& relocation, const std::string& text) {
+  if (model.questions().confirm(fmt::format("Aushängen: {}?", relocation.name), text, "Aushängen")) {
+    model.unmount(relocation);
+  }
+}
+
 }  // namespace
 
-void restore(AppModel& model, const Relocation& relocation) {
+void restore(AppModel& model, Relocation relocation) {
   std::string text =
       "Die aktuellen Daten werden zurück auf den Mac kopiert, Datei für Datei geprüft und erst dann "
       "ausgetauscht. Die externe Kopie bleibt erhalten. Auf dem Mac muss genug Platz frei sein. " +
@@ -26,15 +32,21 @@ void restore(AppModel& model, const Relocation& relocation) {
   }
 }
 
-void unmount(AppModel& model, const Relocation& relocation) {
-  std::string text =
-      "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst. " + whoMustBeClosed(relocation);
-  if (model.questions().confirm(fmt::format("Aushängen: {}?", relocation.name), text, "Aushängen")) {
-    model.unmount(relocation);
+void unmountFromMenu(AppModel& model, Relocation relocation) {
+  std::string text = "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst.";
+  if (!relocation.guardedAppPaths.empty()) {
+    text += fmt::format(" Bitte vorher beenden: {}.", appNames(relocation));
   }
+  unmountAfter(model, relocation, text);
 }
 
-void rollback(AppModel& model, const Journal& journal) {
+void unmount(AppModel& model, Relocation relocation) {
+  std::string text =
+      "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst. " + whoMustBeClosed(relocation);
+  unmountAfter(model, relocation, text);
+}
+
+void rollback(AppModel& model, Journal journal) {
   if (model.questions().confirm(
           "Unterbrochenen Vorgang zurückrollen?",
           "Die erledigten Schritte werden in umgekehrter Reihenfolge rückgängig gemacht, bis der Zustand vor "

@@ -26,8 +26,8 @@ CoreCalls::CoreCalls()
         OperationLock lock;
         journal = Relocator::rollbackUnfinished(journal.id);
       }),
-      dataSize([](const std::string& folder) {
-        return FileOps::treeSize(folder, /*isVolumeRoot=*/false, nullptr).bytes;
+      dataSize([](const std::string& folder, const OperationContext& context) {
+        return FileOps::treeSize(folder, /*isVolumeRoot=*/false, &context).bytes;
       }),
       requestTermination([](const ProcessDescription& process) {
         return ProcessDescriber::requestTermination(process, Desktop::askToQuit, getpid(), getuid());

@@ -25,9 +25,9 @@ struct CoreCalls {
   std::function<void(const Relocation&, OperationContext&)> restore;
   std::function<void(const Relocation&)> mount;
   std::function<void(const Relocation&)> unmount;
-  std::function<std::vector<std::string>()> mountAll;               // the problems, a line each
-  std::function<void(Journal&)> rollback;                           // takes the lock, then a fresh look
-  std::function<std::int64_t(const std::string& folder)> dataSize;  // bytes; throws
+  std::function<std::vector<std::string>()> mountAll;  // the problems, a line each
+  std::function<void(Journal&)> rollback;              // takes the lock, then a fresh look
+  std::function<std::int64_t(const std::string& folder, const OperationContext&)> dataSize;  // bytes; throws
   std::function<bool(const ProcessDescription&)> requestTermination;
   std::function<void(const std::string& title, const std::string& body)> notify;
 

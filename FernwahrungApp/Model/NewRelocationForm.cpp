@@ -102,10 +102,20 @@ void NewRelocationForm::runCheck() {
   if (!canCheck()) return;
   checking_ = true;
   emit changed();
+  if (!measuring_) measureInBackground();
+}
+
+void NewRelocationForm::measureInBackground() {
+  measuring_ = true;
   Background::start(
       this, [core = model_.core(), plan = currentPlan()] { return measure(core, plan); },
       [this, edition = edition_](const Checked& checked) {
-        if (edition == edition_) finish(checked);
+        measuring_ = false;
+        if (edition == edition_) {
+          finish(checked);
+        } else if (checking_) {
+          measureInBackground();
+        }
       });
 }
 

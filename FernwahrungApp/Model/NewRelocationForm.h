@@ -50,7 +50,8 @@ class NewRelocationForm : public QObject {
   /// A folder and a name are given, and nothing else runs.
   bool canCheck() const;
   /// Measures in the background. An image that would be too small for the folder is made larger, and sizeGB()
-  /// follows. The result is dropped when a field has changed meanwhile.
+  /// follows. The result is dropped when a field has changed meanwhile, and the next check begins when that
+  /// one has ended: no two walk at a time.
   void runCheck();
   /// The check found nothing that forbids it, and the user has confirmed that the application is closed.
   bool canStart() const;
@@ -70,6 +71,7 @@ class NewRelocationForm : public QObject {
   template <class Value>
   void set(Value& field, const Value& value);
   void takeSource(const std::string& source);
+  void measureInBackground();
   static Checked measure(const CoreCalls& core, RelocationPlan plan);
   void finish(const Checked& checked);
 
@@ -85,6 +87,7 @@ class NewRelocationForm : public QObject {
 
   std::optional<PreflightResult> check_;
   bool checking_ = false;
+  bool measuring_ = false;  // for the fields as they are, or as they were
   bool appClosedConfirmed_ = false;
   int edition_ = 0;  // of the fields: tells a result that came too late
 };

@@ -5,11 +5,13 @@
 namespace fernwahrung {
 
 QuitGuard::QuitGuard(AppModel& model) : model_(model) {
-  connect(&model_, &AppModel::busyTitleChanged, this, &QuitGuard::quitIfWanted, Qt::QueuedConnection);
+  connect(&model_, &AppModel::operationEnded, this, &QuitGuard::quitIfWanted, Qt::QueuedConnection);
+  connect(&model_, &AppModel::errorMessageChanged, this, &QuitGuard::quitIfWanted, Qt::QueuedConnection);
 }
 
 bool QuitGuard::mayQuit() {
   if (!model_.busyTitle()) return true;
+  if (asking_) return false;
   const std::string title = *model_.busyTitle();
   const bool cancellable = model_.cancellable();
   std::string text =
@@ -18,27 +20,32 @@ bool QuitGuard::mayQuit() {
                   : "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald "
                     "er fertig ist.";
   std::string leave = cancellable ? "Abbrechen und beenden" : "Danach beenden";
+  asking_ = true;
   std::size_t answer =
       model_.questions().ask({fmt::format("„{}“ läuft noch", title), text, {leave, "Weiterlaufen lassen"}});
-  if (answer != 0) return false;
+  asking_ = false;
+  if (answer != 0) {
+    if (wish_ == Wish::ofUser) wish_ = Wish::none;
+    return false;
+  }
+  if (wish_ == Wish::none) wish_ = Wish::ofUser;
+  if (cancellable) model_.cancel();
   // The operation may have ended while the question stood.
-  if (!model_.busyTitle()) return true;
-  quitOnceIdle(cancellable);
+  QMetaObject::invokeMethod(this, &QuitGuard::quitIfWanted, Qt::QueuedConnection);
   return false;
 }
 
 void QuitGuard::quitWithoutAsking() {
-  quitOnceIdle(model_.cancellable());
+  wish_ = Wish::ofSystem;
+  model_.cancel();
   quitIfWanted();
 }
 
-void QuitGuard::quitOnceIdle(bool cancel) {
-  wanted_ = true;
-  if (cancel) model_.cancel();
-}
-
 void QuitGuard::quitIfWanted() {
-  if (wanted_ && !model_.busyTitle()) emit quitNow();
+  if (wish_ == Wish::none || model_.busyTitle()) return;
+  if (wish_ == Wish::ofUser && model_.errorMessage()) return;
+  wish_ = Wish::none;
+  emit quitNow();
 }
 
 }  // namespace fernwahrung

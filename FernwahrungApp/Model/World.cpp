@@ -2,9 +2,11 @@
 
 #include "Foundation/ByteFormat.h"
 #include "Foundation/Log.h"
+#include "Foundation/PathString.h"
+#include "Platform/FileInfo.h"
 #include "Records/RegistryStore.h"
-#include "Storage/FileOps.h"
 
+#include <cerrno>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -13,6 +15,13 @@ namespace {
 
 void append(std::vector<std::string>& all, const std::optional<std::vector<std::string>>& some) {
   if (some) all.insert(all.end(), some->begin(), some->end());
+}
+
+/// What can't be looked at, or lies in a folder that isn't there because its drive is not, may well be there
+/// still.
+bool isGone(const std::string& path) {
+  if (Platform::fileInfo(path) || errno != ENOENT) return false;
+  return Platform::fileInfo(PathString::parent(path) + "/.").has_value();
 }
 
 }  // namespace
@@ -35,7 +44,7 @@ World readWorld(const CapacityThresholds& thresholds) {
     }
     world.statuses[relocation.id] = std::move(status);
     for (const std::string& path : keptPaths(relocation)) {
-      if (!FileOps::exists(path)) world.missingPaths.insert(path);
+      if (isGone(path)) world.missingPaths.insert(path);
     }
   }
   world.volumes = Capacity::volumes(world.relocations, thresholds);

@@ -18,11 +18,12 @@ struct World {
   std::vector<Relocation> relocations;  // in the registry's order; empty when it can't be read
   std::string loadError;                // why not, as a finished sentence; empty when it could
   std::map<Uuid, RelocationStatus> statuses;
+  // Of images only: what lies behind a link could be told but by walking all of the user's data, each time.
   std::map<Uuid, std::string> usage;  // see usageText()
   std::map<Uuid, ImageCapacity> imageCapacity;
   std::vector<VolumeCapacity> volumes;
   std::vector<Journal> unfinished;
-  std::set<std::string> missingPaths;  // those of the relocations' kept copies that are gone
+  std::set<std::string> missingPaths;  // those of the relocations' kept copies that are known to be gone
 };
 
 /// Reads it all anew and changes nothing. Takes as long as the slowest drive: never on the main thread.

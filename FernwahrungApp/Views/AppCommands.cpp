@@ -1,6 +1,7 @@
 #include "FernwahrungApp/Views/AppCommands.h"
 
 #include "FernwahrungApp/Model/AvailableCommands.h"
+#include "FernwahrungApp/Model/Confirmations.h"
 #include "FernwahrungApp/Views/Symbols.h"
 #include "FernwahrungApp/Views/Texts.h"
 
@@ -12,7 +13,7 @@ namespace fernwahrung {
 template <class Command>
 auto AppCommands::onSelection(Command command) {
   return [this, command] {
-    if (const Relocation* selected = model_.selectedRelocation()) command(model_, Relocation(*selected));
+    if (const Relocation* selected = model_.selectedRelocation()) command(model_, *selected);
   };
 }
 
@@ -34,9 +35,7 @@ AppCommands::AppCommands(AppModel& model, QMainWindow& window)
   connect(quit_, &QAction::triggered, this, &AppCommands::quit);
   connect(mount_, &QAction::triggered, &model_,
           onSelection([](AppModel& target, const Relocation& relocation) { target.mount(relocation); }));
-  connect(
-      unmount_, &QAction::triggered, &model_,
-      onSelection([](AppModel& target, const Relocation& relocation) { target.confirmUnmount(relocation); }));
+  connect(unmount_, &QAction::triggered, &model_, onSelection(Confirmations::unmountFromMenu));
   connect(revealSource_, &QAction::triggered, &model_,
           onSelection([](AppModel& target, const Relocation& relocation) {
             target.revealInFinder(relocation.sourcePath);

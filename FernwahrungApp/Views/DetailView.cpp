@@ -80,7 +80,7 @@ DetailView::DetailView(AppModel& model, QWidget* parent)
 QWidget* DetailView::buildActions() {
   auto* actions = new QWidget(this);
   mount_ = addAction(actions, "detailMount", "Einhängen",
-                     [](AppModel& model, const Relocation& relocation) { model.mount(relocation); });
+                     [](AppModel& model, Relocation relocation) { model.mount(relocation); });
   unmount_ = addAction(actions, "detailUnmount", "Aushängen", Confirmations::unmount);
   restore_ = addAction(actions, "detailRestore", "Zurück auf den Mac holen …", Confirmations::restore);
   auto* row = new QHBoxLayout(actions);
@@ -94,13 +94,12 @@ QWidget* DetailView::buildActions() {
 }
 
 QPushButton* DetailView::addAction(QWidget* parent, const QString& id, const QString& text,
-                                   void (*ask)(AppModel&, const Relocation&)) {
+                                   void (*ask)(AppModel&, Relocation)) {
   auto* button = new QPushButton(text, parent);
   button->setObjectName(id);
   button->setAccessibleName(text);
   connect(button, &QPushButton::clicked, this, [this, ask] {
-    // A copy: while a question stands, a refresh may replace the model's.
-    if (const Relocation* selected = model_.selectedRelocation()) ask(model_, Relocation(*selected));
+    if (const Relocation* selected = model_.selectedRelocation()) ask(model_, *selected);
   });
   return button;
 }
@@ -217,11 +216,8 @@ void DetailView::showSizes(const Relocation& relocation) {
   } else {
     auto measured = model_.dataSizes().find(relocation.id);
     const RelocationStatus* status = model_.status(relocation);
-    if (measured != model_.dataSizes().end()) {
-      size = Texts::shown(ByteFormat::string(measured->second));
-    } else if (status && status->storageAvailable) {
-      model_.measureData(relocation);
-    }
+    if (measured != model_.dataSizes().end()) size = Texts::shown(ByteFormat::string(measured->second));
+    if (status && status->storageAvailable) model_.measureData(relocation);
   }
   size_->setValue(size);
   growth_->setValue(growth);

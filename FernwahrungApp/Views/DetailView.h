@@ -32,7 +32,7 @@ class DetailView : public QStackedWidget {
   void buildRows(QGridLayout& grid);
   QWidget* buildActions();
   QPushButton* addAction(QWidget* parent, const QString& id, const QString& text,
-                         void (*ask)(AppModel&, const Relocation&));
+                         void (*ask)(AppModel&, Relocation));
 
   void update();
   void showRelocation(const Relocation& relocation);

@@ -36,7 +36,7 @@ MenuBarItem::MenuBarItem(AppModel& model) : model_(model), update_([this] { upda
   }
   update_.follow(&model_, &AppModel::relocationsChanged, &AppModel::statusesChanged,
                  &AppModel::imageCapacityChanged, &AppModel::volumesChanged, &AppModel::unfinishedChanged,
-                 &AppModel::busyTitleChanged);
+                 &AppModel::busyTitleChanged, &AppModel::askingChanged);
   update();
   if (icon_) icon_->show();
 }
@@ -64,7 +64,7 @@ std::vector<MenuBarItem::Entry> MenuBarItem::wantedEntries() const {
   const std::size_t before = entries.size();
   appendWarnings(entries);
   if (entries.size() > before) entries.push_back({});
-  const bool idle = !model_.busyTitle();
+  const bool idle = !model_.busyTitle() && !model_.asking();
   entries.push_back(
       {.id = "trayMountAll", .text = "Alle einhängen", .enabled = idle && !model_.relocations().empty()});
   entries.push_back({.id = "trayOpenWindow", .text = "Fenster öffnen", .enabled = true});

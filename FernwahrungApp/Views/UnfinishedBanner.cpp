@@ -25,9 +25,7 @@ UnfinishedBanner::UnfinishedBanner(AppModel& model, Journal journal, QWidget* pa
   setObjectName("bannerUnfinished");
   button().setObjectName("bannerRollback");
   button().setAccessibleName("Zurückrollen: " + Texts::shown(journal_.relocation.name));
-  // The banner may go while the question stands.
-  connect(this, &Banner::pressed, &model,
-          [&model, asked = journal_] { Confirmations::rollback(model, asked); });
+  connect(this, &Banner::pressed, &model, [&model, this] { Confirmations::rollback(model, journal_); });
 }
 
 }  // namespace fernwahrung

@@ -170,7 +170,7 @@ TEST_F(MainWindowTest, OneRefreshOfFiftyRelocationsIsQuick) {
   for (int round = 0; round < 5; ++round) {
     for (auto& [id, status] : core.world.statuses) status.summary = "Runde " + std::to_string(round);
     owned->refresh();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     auto before = std::chrono::steady_clock::now();
     pumpOnce();
     pumpOnce();
@@ -381,7 +381,7 @@ TEST_F(MainWindowTest, NeverShowsTwoMessagesAtOnce) {
   EXPECT_TRUE(pumpUntil([&] { return standing.titles.size() == 2 && !model.infoMessage(); }));
   EXPECT_EQ(standing.most, 1);
   EXPECT_EQ(standing.titles, (std::vector<std::string>{"Fehler", "Erledigt"}));
-  Background::pool().waitForDone();
+  Background::waitForDone();
 }
 
 TEST_F(MainWindowTest, ClosingEndsTheProgramUnlessTheMenuBarItemKeepsIt) {
@@ -409,12 +409,31 @@ TEST_F(MainWindowTest, WhileAnOperationRunsItAsksBeforeItEnds) {
   EXPECT_FALSE(window->close());
   EXPECT_TRUE(window->isVisible());
   questions.expect("„Zurückholen“ läuft noch", "Abbrechen und beenden");
-  questions.expect("Fehler", "OK");
+  questions.expect("Fehler", "OK", [&] {
+    settle();
+    EXPECT_EQ(accepted.count(), 0) << "the program ended before the user could read it";
+  });
   action("menuQuit")->trigger();
   EXPECT_EQ(accepted.count(), 0);
   release();
   EXPECT_TRUE(pumpUntil([&] { return accepted.count() == 1; }));
   EXPECT_TRUE(pumpUntil([&] { return questions.allAsked() && !owned->errorMessage(); }));
+}
+
+TEST_F(MainWindowTest, AnEndFromOutsideDoesNotWaitForAnybodyToReadAnError) {
+  addMounted("Bilder");
+  holdOperations();
+  openLoaded();
+  QSignalSpy accepted(&*window, &MainWindow::quitAccepted);
+  owned->restore(owned->relocations().front());
+  ASSERT_TRUE(untilBusy());
+  questions.expect("Fehler", "OK", [&] {
+    pumpOnce();
+    EXPECT_EQ(accepted.count(), 1);
+  });
+  window->quitWithoutAsking();
+  release();
+  EXPECT_TRUE(pumpUntil([&] { return questions.allAsked(); }));
 }
 
 TEST_F(MainWindowTest, AnEndFromOutsideAsksNobodyAndWaitsForTheOperation) {

@@ -69,6 +69,20 @@ TEST_F(MenuBarItemTest, ListsRelocationsAndWhatIsWrong) {
                                                  "Alle einhängen", "Fenster öffnen", "Beenden"}));
 }
 
+TEST_F(MenuBarItemTest, NothingIsMountedWhileAQuestionStands) {
+  add("Bilder");
+  open();
+  EXPECT_TRUE(entry("trayMountAll")->isEnabled());
+  questions.expect("Wirklich?", "Ja", [this] {
+    settle();
+    EXPECT_FALSE(entry("trayMountAll")->isEnabled());
+    EXPECT_TRUE(entry("trayQuit")->isEnabled());
+  });
+  owned->questions().confirm("Wirklich?", "", "Ja");
+  settle();
+  EXPECT_TRUE(entry("trayMountAll")->isEnabled());
+}
+
 TEST_F(MenuBarItemTest, TheSymbolFollowsTheWorstOfAll) {
   add("Bilder");
   open();

@@ -59,7 +59,7 @@ struct Stage {
     gate.open();
     sheet.reset();
     model.reset();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
   }
   void check() {

@@ -54,7 +54,7 @@ class Start : public testing::Test {
   void TearDown() override {
     window.reset();
     model.reset();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
   }
 
@@ -130,7 +130,7 @@ TEST_F(Start, ARefreshOfFiftyMountedImagesStartsFewToolsAndWalksEachBundleOnce) 
       ++calls[call];
     });
     model->refresh();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
   }
   for (const auto& [id, status] : model->statuses()) EXPECT_EQ(status.summary, "Eingehängt");

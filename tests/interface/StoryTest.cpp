@@ -14,9 +14,11 @@
 #include "Storage/FileOps.h"
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QDialog>
 #include <QLabel>
 #include <QListView>
+#include <QSignalSpy>
 #include <QSpinBox>
 #include <csignal>
 #include <fcntl.h>
@@ -35,7 +37,7 @@ class Story : public Scene {
   void TearDown() override {
     window.reset();
     model.reset();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
     Scene::TearDown();
   }
@@ -78,6 +80,8 @@ class Story : public Scene {
 
   /// Fills the sheet, lets it check, and starts.
   void offload(const QString& kind) {
+    // The menus follow the model a moment later.
+    ASSERT_TRUE(until([this] { return window->findChild<QAction*>("menuRelocate")->isEnabled(); }));
     QTest::keyClick(&*window, Qt::Key_N, Qt::ControlModifier);
     ASSERT_TRUE(until([this] { return sheet() != nullptr && sheet()->isVisible(); }));
     questions.expect("Fernzuwahrenden Ordner wählen", source);
@@ -183,11 +187,16 @@ TEST_F(Story, ClosingTheWindowInTheMiddleCancelsOnlyAfterAYes) {
   EXPECT_FALSE(window->close());
   EXPECT_TRUE(window->isVisible());
   EXPECT_TRUE(model->busyTitle());
+  QSignalSpy accepted(&*window, &MainWindow::quitAccepted);
   questions.expect("„Fernwahren“ läuft noch", "Abbrechen und beenden");
-  questions.expect("Fehler", "OK");
+  questions.expect("Fehler", "OK", [&] {
+    pumpOnce();
+    EXPECT_EQ(accepted.count(), 0) << "the program ended before the user could read it";
+  });
   EXPECT_FALSE(window->close());
   ASSERT_TRUE(untilIdle());
   expectAsBefore();
+  EXPECT_TRUE(until([&] { return accepted.count() == 1; }));
 }
 
 TEST_F(Story, RollBackFromTheBannerWhatACrashLeft) {

@@ -248,7 +248,7 @@ void picture(const State& state, const QSize& size, const std::string& file) {
     model.cancel();
     pumpUntil([&] { return !model.busyTitle() && model.loaded() && !model.errorMessage(); });
   }
-  Background::pool().waitForDone();
+  Background::waitForDone();
 }
 
 void mainWindowPictures(const std::string& folder) {

@@ -21,17 +21,23 @@ class FakeCore {
   World world;  // change it under lock() while a model reads it
   PreflightResult check;
   AppSettings settings;
+  CapacityThresholds judgedBy;  // what the last refresh was to judge by; read it under lock()
   /// What an operation does, on its thread: report progress, wait at a gate, throw.
   std::function<void(OperationContext&)> operation = [](OperationContext&) {};
+  /// How large the data behind a link is.
+  std::function<std::int64_t(const OperationContext&)> measure = [](const OperationContext&) {
+    return std::int64_t{1'230'000'000};
+  };
 
   /// Must not outlive this object.
   CoreCalls calls() {
     CoreCalls calls;
     calls.loadSettings = [this] { return settings; };
-    calls.readWorld = [this](const CapacityThresholds&) {
+    calls.readWorld = [this](const CapacityThresholds& thresholds) {
       note("readWorld");
       reading.pass();
       std::lock_guard guard(mutex_);
+      judgedBy = thresholds;
       return world;
     };
     calls.preflight = [this](const RelocationPlan& plan) {
@@ -58,9 +64,9 @@ class FakeCore {
       return std::vector<std::string>();
     };
     calls.rollback = [this](Journal& journal) { plain("rollback " + journal.relocation.name); };
-    calls.dataSize = [this](const std::string& folder) {
+    calls.dataSize = [this](const std::string& folder, const OperationContext& context) {
       note("dataSize " + folder);
-      return std::int64_t{1'230'000'000};
+      return measure(context);
     };
     calls.requestTermination = [this](const ProcessDescription& process) {
       note("requestTermination " + std::to_string(process.pid));

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -22,9 +23,9 @@ class ScriptedQuestions : public Questions {
   }
 
   /// The next question has this title; the answer is the button of this name, or the path for a chooser (""
-  /// cancels).
-  void expect(std::string title, std::string answer) {
-    expected_.push_back({std::move(title), std::move(answer)});
+  /// cancels). `meanwhile` happens while the question stands.
+  void expect(std::string title, std::string answer, std::function<void()> meanwhile = {}) {
+    expected_.push_back({std::move(title), std::move(answer), std::move(meanwhile)});
   }
 
   /// Every question so far; for a chooser the text is the folder it starts in and there are no buttons.
@@ -51,6 +52,7 @@ class ScriptedQuestions : public Questions {
   struct Expected {
     std::string title;
     std::string answer;
+    std::function<void()> meanwhile;
   };
 
   std::optional<std::string> choose(const std::string& title, const std::string& start) {
@@ -67,6 +69,7 @@ class ScriptedQuestions : public Questions {
     Expected expected = expected_.front();
     expected_.pop_front();
     EXPECT_EQ(question.title, expected.title) << question.text;
+    if (expected.meanwhile) expected.meanwhile();
     return expected.answer;
   }
 

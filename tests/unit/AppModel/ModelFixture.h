@@ -39,9 +39,9 @@ class ModelFixture : public testing::Test {
   }
   /// Everything that runs in the background has ended and was published.
   void settle() {
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
   }
   std::size_t count(const std::string& call) {
@@ -51,7 +51,7 @@ class ModelFixture : public testing::Test {
 
   void TearDown() override {
     owned.reset();
-    Background::pool().waitForDone();
+    Background::waitForDone();
     pumpOnce();
   }
 

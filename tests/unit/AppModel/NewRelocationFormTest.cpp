@@ -4,6 +4,7 @@
 #include "Foundation/Paths.h"
 
 #include <QSignalSpy>
+#include <atomic>
 
 namespace fernwahrung {
 namespace {
@@ -16,7 +17,9 @@ class NewRelocation : public ModelFixture {
   NewRelocationForm& open(std::optional<std::string> source = {}, List apps = {}) {
     CoreCalls calls = core.calls();
     calls.preflight = [this](const RelocationPlan& plan) {
+      mostAtOnce = std::max(mostAtOnce.load(), ++atOnce);
       preflightGate.pass();
+      --atOnce;
       std::lock_guard guard(mutex);
       plans.push_back(plan);
       return results.at(std::min(plans.size(), results.size()) - 1);
@@ -57,6 +60,8 @@ class NewRelocation : public ModelFixture {
   std::mutex mutex;
   std::vector<RelocationPlan> plans;
   FakeCore::Gate preflightGate;
+  std::atomic<int> atOnce = 0;
+  std::atomic<int> mostAtOnce = 0;
 };
 
 // --- Fields
@@ -298,12 +303,30 @@ TEST_F(NewRelocation, AnOldResultIsNotTakenForTheNewOne) {
   filled.runCheck();
   filled.setName("anders");
   filled.runCheck();
+  EXPECT_TRUE(filled.checking());
   preflightGate.open();
   ASSERT_TRUE(pumpUntil([&] { return !filled.checking(); }));
   settle();
-  std::lock_guard guard(mutex);
-  bool oldCameFirst = plans.front().name == "Bilder";
-  EXPECT_EQ(filled.check()->blockers.empty(), oldCameFirst);
+  ASSERT_EQ(plans.size(), 2U);
+  EXPECT_EQ(plans[0].name, "Bilder");
+  EXPECT_EQ(plans[1].name, "anders");
+  EXPECT_EQ(filled.check()->blockers, List{});
+}
+
+TEST_F(NewRelocation, HoweverOftenAFieldChangesOnlyOneCheckWalks) {
+  NewRelocationForm& filled = openFilled();
+  preflightGate.close();
+  for (const char* name : {"eins", "zwei", "drei", "vier"}) {
+    filled.setName(name);
+    filled.runCheck();
+    EXPECT_TRUE(pumpUntil([this] { return atOnce > 0; }));
+  }
+  preflightGate.open();
+  ASSERT_TRUE(pumpUntil([&] { return !filled.checking(); }));
+  settle();
+  EXPECT_EQ(mostAtOnce, 1);
+  ASSERT_EQ(plans.size(), 2U);
+  EXPECT_EQ(plans[1].name, "vier");
 }
 
 TEST_F(NewRelocation, AResultStaysOnShowWhileItIsCheckedAnew) {

@@ -2,12 +2,17 @@
 #include "ModelFixture.h"
 #include "support/Files.h"
 
+#include "Foundation/OperationLock.h"
 #include "Foundation/Paths.h"
+#include "Foundation/Shell.h"
+#include "Records/RegistryStore.h"
 #include "Storage/DirectoryState.h"
 
 #include <QSignalSpy>
 #include <atomic>
+#include <cerrno>
 #include <sys/stat.h>
+#include <thread>
 
 namespace fernwahrung {
 namespace {
@@ -105,6 +110,54 @@ TEST_F(Operations, WhatARefreshReadBeforeTheEndIsReadAgain) {
   EXPECT_EQ(count("readWorld"), 3U);
 }
 
+TEST_F(Operations, WhatARefreshSawInTheMidstOfAnOperationIsNotPublished) {
+  AppModel& model = start();
+  core.reading.close();
+  model.refresh();
+  operationWaits();
+  model.restore(images);
+  ASSERT_TRUE(untilStarted());
+  {
+    auto guard = core.lock();
+    core.world.unfinished = {Journal(OperationKind::restore, images)};
+  }
+  core.reading.open();
+  Background::waitForDone(Background::Lane::reads);
+  pumpOnce();
+  EXPECT_TRUE(model.unfinished().empty());
+  {
+    auto guard = core.lock();
+    core.world.unfinished.clear();
+  }
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(count("readWorld"), 3U);
+}
+
+TEST_F(Operations, WhatARefreshSawBeforeAnOperationIsNotPublishedAfterIt) {
+  std::atomic<int> reads = 0;
+  CoreCalls calls = core.calls();
+  calls.readWorld = [&](const CapacityThresholds&) {
+    World world;
+    world.usage[images.id] = std::to_string(++reads);
+    core.reading.pass();
+    return world;
+  };
+  AppModel& model = owned.emplace(calls, questions, std::chrono::hours(1));
+  std::vector<std::string> seen;
+  QObject::connect(&model, &AppModel::usageChanged, &model,
+                   [&] { seen.push_back(model.usage().at(images.id)); });
+  ASSERT_TRUE(pumpUntil([&] { return model.loaded(); }));
+  core.reading.close();
+  model.refresh();
+  ASSERT_TRUE(pumpUntil([&] { return reads == 2; }));
+  model.unmount(images);
+  ASSERT_TRUE(pumpUntil([&] { return !model.busyTitle(); }));
+  core.reading.open();
+  ASSERT_TRUE(pumpUntil([&] { return !seen.empty() && seen.back() == "3"; }));
+  EXPECT_EQ(seen, (std::vector<std::string>{"1", "3"}));
+}
+
 TEST_F(Operations, ProgressIsPublished) {
   AppModel& model = start();
   gate.close();
@@ -144,6 +197,35 @@ TEST_F(Operations, CancellingSaysSoUntilTheEndAndEndsInAMessage) {
   EXPECT_EQ(model.progressMessage(), "Breche ab und stelle den Ausgangszustand wieder her …");
   EXPECT_EQ(model.errorMessage(), std::string(FernwahrungError::cancelled().what()));
   EXPECT_EQ(model.infoMessage(), std::nullopt);
+}
+
+TEST_F(Operations, AfterACancellationNobodyTellsHowFarItIs) {
+  AppModel& model = start();
+  gate.close();
+  core.operation = [this](OperationContext& context) {
+    context.progress("Kopiere …", 0.4);
+    gate.pass();
+    context.progress("Kopiere …", 0.5);
+  };
+  model.restore(images);
+  ASSERT_TRUE(pumpUntil([&] { return model.progressFraction() == 0.4; }));
+  model.cancel();
+  EXPECT_EQ(model.progressFraction(), std::nullopt);
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(model.progressFraction(), std::nullopt);
+}
+
+TEST_F(Operations, WhatCannotBeCancelledIsNot) {
+  AppModel& model = start();
+  operationWaits();
+  model.mount(images);
+  ASSERT_TRUE(untilStarted());
+  model.cancel();
+  EXPECT_EQ(model.progressMessage(), "Starte …");
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(model.errorMessage(), std::nullopt);
 }
 
 TEST_F(Operations, CancellingWithNothingRunningDoesNothing) {
@@ -195,6 +277,99 @@ TEST_F(Operations, MessagesStayUntilTheyAreDismissed) {
   EXPECT_EQ(model.errorMessage(), std::nullopt);
 }
 
+TEST_F(Operations, AnErrorTakesThePlaceOfOneOnShow) {
+  AppModel& model = start();
+  for (const char* text : {"Zuerst dies.", "Dann das."}) {
+    core.operation = [text](OperationContext&) { throw FernwahrungError::message(text); };
+    model.unmount(images);
+    ASSERT_TRUE(untilIdle());
+    EXPECT_EQ(model.errorMessage(), text);
+  }
+}
+
+TEST_F(Operations, EveryErrorIsShownInItsOwnWords) {
+  AppModel& model = start();
+  auto shown = [&](auto error) {
+    core.operation = [error](OperationContext&) { throw error; };
+    model.dismissError();
+    model.mount(images);
+    EXPECT_TRUE(untilIdle());
+    EXPECT_EQ(model.errorMessage(), std::string(error.what()));
+  };
+  shown(FernwahrungError::message("Ging nicht."));
+  shown(FernwahrungError::verificationFailed({"a: fehlt", "b: anders"}));
+  shown(FernwahrungError::cancelled());
+  shown(LockBusyError());
+  shown(StorageMissingError("/Volumes/Extern/Bilder.sparsebundle"));
+  shown(MountPointNotEmptyError("/Users/anna/Bilder", DirectoryContents()));
+  shown(ShellError("hdiutil attach", 1, "Kaputt.\n"));
+  shown(SystemError("Der Ordner kann nicht gelesen werden", "/Users/anna", EIO));
+}
+
+TEST_F(Operations, EachCommandHasItsTitleAndItsWords) {
+  AppModel& model = start();
+  struct Row {
+    std::function<void()> command;
+    std::string title;
+    bool cancellable;
+    std::optional<std::string> success;
+  };
+  const std::vector<Row> table = {
+      {[&] { model.relocate(plan); }, "Fernwahren", true,
+       "Ferngewahrt. Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste "
+       "vorher die App."},
+      {[&] { model.restore(images); }, "Zurückholen", true,
+       "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie später in "
+       "den Papierkorb legen."},
+      {[&] { model.mount(images); }, "Einhängen", false, std::nullopt},
+      {[&] { model.unmount(images); }, "Aushängen", false, std::nullopt},
+      {[&] { model.mountAll(); }, "Alle einhängen", false, std::nullopt},
+      {[&] { model.rollback(Journal(OperationKind::relocate, images)); }, "Zurückrollen", false,
+       "Der unterbrochene Vorgang wurde zurückgerollt."}};
+  for (const Row& row : table) {
+    operationWaits();
+    model.dismissInfo();
+    row.command();
+    EXPECT_EQ(model.busyTitle(), row.title);
+    EXPECT_EQ(model.cancellable(), row.cancellable) << row.title;
+    EXPECT_EQ(model.progressMessage(), "Starte …");
+    gate.open();
+    ASSERT_TRUE(untilIdle());
+    EXPECT_EQ(model.infoMessage(), row.success) << row.title;
+    EXPECT_EQ(model.errorMessage(), std::nullopt) << row.title;
+  }
+}
+
+TEST_F(Operations, TheEndIsToldWhenAllItBringsIsThere) {
+  AppModel& model = start();
+  core.operation = [](OperationContext&) { throw FernwahrungError::message("Ging nicht."); };
+  std::optional<std::string> error;
+  QObject::connect(&model, &AppModel::operationEnded, &model, [&] {
+    EXPECT_EQ(model.busyTitle(), std::nullopt);
+    error = model.errorMessage();
+  });
+  model.restore(images);
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(error, "Ging nicht.");
+}
+
+/// As far as it can be told without drives: the user who presses the button waits for none of them.
+TEST(CoreCallsTest, MountingAllWaitsForNoDrive) {
+  TempHome home;
+  Registry registry;
+  registry.relocations = {FakeCore::relocation("Bilder")};
+  RegistryStore::save(registry);
+  double slept = 0;
+  Date time = Clock::now();
+  const Clock::Override clock([&] { return time; },
+                              [&](double seconds) {
+                                slept += seconds;
+                                time += std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+                              });
+  EXPECT_EQ(CoreCalls().mountAll().size(), 1U);
+  EXPECT_EQ(slept, 0);
+}
+
 TEST_F(Operations, AModelThatGoesWhileAnOperationReportsIsMissedByNobody) {
   start();
   gate.close();
@@ -238,7 +413,33 @@ TEST_F(DeniedAccess, OpensTheSettings) {
   EXPECT_EQ(count("open x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles"), 1U);
 }
 
+TEST_F(DeniedAccess, OpensNothingOnAnOkAndLeavesTheModelUsableMeanwhile) {
+  AppModel& model = start();
+  core.operation = [this](OperationContext&) { throw AccessDeniedError(folder.path(), false); };
+  bool ended = false;
+  QObject::connect(&model, &AppModel::operationEnded, &model, [&] { ended = true; });
+  questions.expect("Zugriff verweigert", "OK", [&] {
+    pumpOnce();
+    EXPECT_EQ(model.busyTitle(), std::nullopt);
+    EXPECT_FALSE(ended);
+  });
+  model.mount(images);
+  ASSERT_TRUE(untilIdle());
+  EXPECT_TRUE(ended);
+  EXPECT_EQ(model.errorMessage(), std::nullopt);
+  for (const std::string& note : core.noted()) {
+    EXPECT_FALSE(note.starts_with("open ") || note.starts_with("reveal ")) << note;
+  }
+}
+
+TEST_F(DeniedAccess, ShowsTheNearestFolderThereIs) {
+  Paths::ensure(Paths::supportDirectory());
+  mountDenied("Hilfsprogramm im Finder zeigen");
+  EXPECT_EQ(count("open " + Paths::supportDirectory()), 1U);
+}
+
 TEST_F(DeniedAccess, ShowsTheFolderOfAHelperThatIsNotThere) {
+  Paths::ensure(Paths::supportDirectory() + "/bin");
   mountDenied("Hilfsprogramm im Finder zeigen");
   EXPECT_EQ(count("open " + Paths::supportDirectory() + "/bin"), 1U);
 }
@@ -281,7 +482,7 @@ TEST_F(Confirming, UnmountingNamesTheAppsToQuit) {
   AppModel& model = start();
   images.guardedAppPaths = {"/Applications/Foto.app", "/Applications/Film Pro.app"};
   questions.expect("Aushängen: Bilder?", "Aushängen");
-  model.confirmUnmount(images);
+  Confirmations::unmountFromMenu(model, images);
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(
       textOfOnlyQuestion(),
@@ -293,7 +494,7 @@ TEST_F(Confirming, UnmountingNamesTheAppsToQuit) {
 TEST_F(Confirming, UnmountingWithoutAppsNamesNone) {
   AppModel& model = start();
   questions.expect("Aushängen: Bilder?", "Abbrechen");
-  model.confirmUnmount(images);
+  Confirmations::unmountFromMenu(model, images);
   settle();
   EXPECT_EQ(textOfOnlyQuestion(), "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst.");
   EXPECT_EQ(model.busyTitle(), std::nullopt);
@@ -351,6 +552,64 @@ TEST_F(Operations, TheDataBehindALinkIsMeasuredOnceAtATime) {
   EXPECT_EQ(model.dataSizes().at(link.id), 1'230'000'000);
   EXPECT_EQ(count("dataSize " + link.storagePath), 1U);
   EXPECT_EQ(count("dataSize " + images.storagePath), 0U);
+}
+
+class Measuring : public Operations {
+ protected:
+  /// Once more, and waits for the outcome.
+  void measure() {
+    owned->measureData(link);
+    settle();
+  }
+  std::size_t walks() { return count("dataSize " + link.storagePath); }
+
+  Relocation link = FakeCore::relocation("Projekte", RelocationKind::symlink);
+  std::atomic<int> minutes = 0;
+  const Date begin = Clock::now();
+  Clock::Override clock{[this] { return begin + std::chrono::minutes(minutes); }, [](double) {}};
+};
+
+TEST_F(Measuring, ASizeIsMeasuredAgainWhenItHasGrownOld) {
+  AppModel& model = start();
+  measure();
+  core.measure = [](const OperationContext&) { return std::int64_t{2}; };
+  minutes = 9;
+  measure();
+  EXPECT_EQ(walks(), 1U);
+  minutes = 10;
+  measure();
+  EXPECT_EQ(walks(), 2U);
+  EXPECT_EQ(model.dataSizes().at(link.id), 2);
+}
+
+TEST_F(Measuring, AFailedAttemptIsNotRepeatedAtOnce) {
+  AppModel& model = start();
+  measure();
+  core.measure = [](const OperationContext&) -> std::int64_t {
+    throw SystemError("Der Ordner kann nicht gelesen werden", "/x", EACCES);
+  };
+  minutes = 10;
+  measure();
+  measure();
+  EXPECT_EQ(walks(), 2U);
+  EXPECT_TRUE(model.dataSizes().empty());
+}
+
+TEST_F(Measuring, TheModelsEndEndsIt) {
+  start();
+  std::atomic<bool> cancelled = false;
+  core.measure = [&](const OperationContext& context) {
+    for (int i = 0; i < 5000 && !context.isCancelled(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    cancelled = context.isCancelled();
+    return std::int64_t{1};
+  };
+  owned->measureData(link);
+  ASSERT_TRUE(pumpUntil([this] { return walks() == 1; }));
+  owned.reset();
+  settle();
+  EXPECT_TRUE(cancelled);
 }
 
 TEST_F(Operations, PresetsOpenTheSheetWithThem) {

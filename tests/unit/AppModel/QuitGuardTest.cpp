@@ -53,8 +53,11 @@ TEST_F(Quitting, CancelsAndFollowsOnceAllIsTakenBack) {
   EXPECT_EQ(quits->count(), 0);
   gate.open();
   ASSERT_TRUE(untilIdle());
-  EXPECT_EQ(quits->count(), 1);
   EXPECT_EQ(owned->errorMessage(), std::string(FernwahrungError::cancelled().what()));
+  EXPECT_EQ(quits->count(), 0) << "the user is still to read it";
+  owned->dismissError();
+  pumpOnce();
+  EXPECT_EQ(quits->count(), 1);
 }
 
 TEST_F(Quitting, AwaitsWhatCannotBeCancelled) {
@@ -65,6 +68,100 @@ TEST_F(Quitting, AwaitsWhatCannotBeCancelled) {
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(quits->count(), 1);
   EXPECT_EQ(owned->errorMessage(), std::nullopt);
+}
+
+TEST_F(Quitting, SaysWhatBecomesOfTheOperation) {
+  questions.expect("„Zurückholen“ läuft noch", "Weiterlaufen lassen");
+  owned->restore(images);
+  guard->mayQuit();
+  EXPECT_EQ(questions.asked().back(),
+            (Question{"„Zurückholen“ läuft noch",
+                      "Der Vorgang kann weiterlaufen, oder er wird abgebrochen und alles so "
+                      "wiederhergestellt, wie es war. Danach wird Fernwahrung beendet.",
+                      {"Abbrechen und beenden", "Weiterlaufen lassen"}}));
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  gate.close();
+  questions.expect("„Einhängen“ läuft noch", "Weiterlaufen lassen");
+  owned->mount(images);
+  guard->mayQuit();
+  EXPECT_EQ(questions.asked().back(),
+            (Question{"„Einhängen“ läuft noch",
+                      "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald er "
+                      "fertig ist.",
+                      {"Danach beenden", "Weiterlaufen lassen"}}));
+}
+
+TEST_F(Quitting, AsksOnceAtATime) {
+  owned->restore(images);
+  questions.expect("„Zurückholen“ läuft noch", "Weiterlaufen lassen",
+                   [this] { EXPECT_FALSE(guard->mayQuit()); });
+  EXPECT_FALSE(guard->mayQuit());
+  EXPECT_EQ(questions.asked().size(), 1U);
+}
+
+TEST_F(Quitting, FollowsAtOnceWhenTheOperationEndedWhileTheQuestionStood) {
+  owned->mount(images);
+  questions.expect("„Einhängen“ läuft noch", "Danach beenden", [this] {
+    gate.open();
+    ASSERT_TRUE(untilIdle());
+  });
+  guard->mayQuit();
+  pumpOnce();
+  EXPECT_EQ(quits->count(), 1);
+}
+
+TEST_F(Quitting, StillShowsWhatWentWrongWhileTheQuestionStood) {
+  core.operation = [this](OperationContext&) {
+    gate.pass();
+    throw FernwahrungError::message("Kaputt.");
+  };
+  owned->restore(images);
+  questions.expect("„Zurückholen“ läuft noch", "Abbrechen und beenden", [this] {
+    gate.open();
+    ASSERT_TRUE(untilIdle());
+  });
+  EXPECT_FALSE(guard->mayQuit());
+  pumpOnce();
+  EXPECT_EQ(quits->count(), 0);
+  owned->dismissError();
+  pumpOnce();
+  EXPECT_EQ(quits->count(), 1);
+}
+
+TEST_F(Quitting, AWishMayBeTakenBack) {
+  owned->mount(images);
+  questions.expect("„Einhängen“ läuft noch", "Danach beenden");
+  guard->mayQuit();
+  questions.expect("„Einhängen“ läuft noch", "Weiterlaufen lassen");
+  guard->mayQuit();
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(quits->count(), 0);
+}
+
+TEST_F(Quitting, AnEndFromOutsideCancelsWhatCanBeAndWaitsForNoReader) {
+  owned->restore(images);
+  guard->quitWithoutAsking();
+  EXPECT_EQ(quits->count(), 0);
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(owned->errorMessage(), std::string(FernwahrungError::cancelled().what()));
+  EXPECT_EQ(quits->count(), 1);
+}
+
+TEST_F(Quitting, AnEndFromOutsideIsNotTakenBackByAnAnswer) {
+  owned->mount(images);
+  questions.expect("„Einhängen“ läuft noch", "Weiterlaufen lassen", [this] { guard->quitWithoutAsking(); });
+  guard->mayQuit();
+  gate.open();
+  ASSERT_TRUE(untilIdle());
+  EXPECT_EQ(quits->count(), 1);
+}
+
+TEST_F(Quitting, AnEndFromOutsideFollowsAtOnceWhileNothingRuns) {
+  guard->quitWithoutAsking();
+  EXPECT_EQ(quits->count(), 1);
 }
 
 }  // namespace

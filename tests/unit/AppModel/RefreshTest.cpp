@@ -3,10 +3,17 @@
 
 #include "Foundation/ByteFormat.h"
 #include "Foundation/Paths.h"
+#include "Foundation/PropertyList.h"
 #include "Records/AtomicWrite.h"
 #include "Records/RegistryStore.h"
 
 #include <QSignalSpy>
+#include <atomic>
+#include <filesystem>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace fernwahrung {
 namespace {
@@ -137,14 +144,95 @@ TEST_F(Refresh, AFailedLoadDoesNotReplaceAnErrorOnShow) {
   EXPECT_EQ(model.errorMessage(), "Zuerst dies.");
 }
 
-TEST_F(Refresh, AResultThatComesAfterTheModelsEndMeetsNobody) {
+TEST_F(Refresh, RepeatsEveryFifteenSecondsUnlessToldOtherwise) {
+  owned.emplace(core.calls(), questions);
+  auto* timer = owned->findChild<QTimer*>();
+  ASSERT_NE(timer, nullptr);
+  EXPECT_TRUE(timer->isActive());
+  EXPECT_FALSE(timer->isSingleShot());
+  EXPECT_EQ(timer->intervalAsDuration(), std::chrono::seconds(15));
+}
+
+TEST_F(Refresh, JudgesByTheThresholdsOfTheSettings) {
+  core.settings.thresholds.externalWarnFreeGB = 77;
+  start();
+  auto guard = core.lock();
+  EXPECT_EQ(core.judgedBy, core.settings.thresholds);
+}
+
+TEST_F(Refresh, PublishesInItsOrder) {
+  Relocation images = FakeCore::relocation("Bilder");
+  core.world.relocations = {images};
+  core.world.loadError = "Die Liste der Fernwahrungen kann nicht gelesen werden: kaputt";
+  core.world.statuses[images.id].summary = "Eingehängt";
+  core.world.usage[images.id] = "belegt 1 GB";
+  core.world.imageCapacity[images.id] = capacity(CapacityLevel::ok);
+  core.world.volumes = {drive(CapacityLevel::ok)};
+  core.world.missingPaths = {"/weg"};
+  core.world.unfinished = {Journal(OperationKind::relocate, images)};
   core.reading.close();
-  create();
-  pumpOnce();
-  owned.reset();
+  AppModel& model = create();
+  std::vector<std::string> order;
+  auto note = [&](void (AppModel::*changed)(), const char* name) {
+    QObject::connect(&model, changed, &model, [&order, name] { order.push_back(name); });
+  };
+  note(&AppModel::loadedChanged, "loaded");
+  note(&AppModel::selectionChanged, "selection");
+  note(&AppModel::unfinishedChanged, "unfinished");
+  note(&AppModel::missingPathsChanged, "missingPaths");
+  note(&AppModel::volumesChanged, "volumes");
+  note(&AppModel::imageCapacityChanged, "imageCapacity");
+  note(&AppModel::usageChanged, "usage");
+  note(&AppModel::statusesChanged, "statuses");
+  note(&AppModel::relocationsChanged, "relocations");
+  note(&AppModel::errorMessageChanged, "errorMessage");
   core.reading.open();
+  ASSERT_TRUE(pumpUntil([&] { return model.loaded(); }));
+  EXPECT_EQ(order,
+            (std::vector<std::string>{"errorMessage", "relocations", "statuses", "usage", "imageCapacity",
+                                      "volumes", "missingPaths", "unfinished", "selection", "loaded"}));
+}
+
+// --- While a question stands
+// -------------------------------------------------------------------------------------------
+
+TEST_F(Refresh, WaitsForTheAnswerToAQuestionAndRunsOnce) {
+  AppModel& model = start();
+  QSignalSpy asking(&model, &AppModel::askingChanged);
+  questions.expect("Wirklich?", "Ja", [&] {
+    EXPECT_TRUE(model.asking());
+    model.refresh();
+    model.refresh();
+    settle();
+    EXPECT_EQ(count("readWorld"), 1U);
+  });
+  model.questions().confirm("Wirklich?", "", "Ja");
+  EXPECT_FALSE(model.asking());
+  EXPECT_EQ(asking.count(), 2);
   settle();
-  SUCCEED();
+  EXPECT_EQ(count("readWorld"), 2U);
+}
+
+TEST_F(Refresh, WaitsForTheLastOfSeveralQuestions) {
+  AppModel& model = start();
+  questions.expect("Ordner?", "", [&] {
+    questions.expect("Programm?", "", [&] { model.refresh(); });
+    model.questions().chooseApplication("Programm?", "/");
+    settle();
+    EXPECT_TRUE(model.asking());
+    EXPECT_EQ(count("readWorld"), 1U);
+  });
+  model.questions().chooseFolder("Ordner?", "/");
+  settle();
+  EXPECT_EQ(count("readWorld"), 2U);
+}
+
+TEST_F(Refresh, AQuestionAloneBringsNone) {
+  AppModel& model = start();
+  questions.expect("Wirklich?", "Ja");
+  model.questions().confirm("Wirklich?", "", "Ja");
+  settle();
+  EXPECT_EQ(count("readWorld"), 1U);
 }
 
 // --- Capacity notices
@@ -188,6 +276,20 @@ TEST_F(Refresh, AFullImageIsToldWithItsMessages) {
   core.world.imageCapacity[images.id] = capacity(CapacityLevel::critical);
   start();
   EXPECT_EQ(notices(), std::vector<std::string>{"Speicher kritisch | Bilder: Erstens. Zweitens."});
+}
+
+TEST_F(Refresh, ANoticeLeavesTheMainThread) {
+  setDrive(CapacityLevel::warning);
+  CoreCalls calls = core.calls();
+  std::atomic<int> sent = 0;
+  std::atomic<int> sentHere = 0;
+  calls.notify = [&, here = std::this_thread::get_id()](const std::string&, const std::string&) {
+    if (std::this_thread::get_id() == here) ++sentHere;
+    ++sent;
+  };
+  owned.emplace(calls, questions, std::chrono::hours(1));
+  ASSERT_TRUE(pumpUntil([&] { return sent == 1; }));
+  EXPECT_EQ(sentHere, 0);
 }
 
 // --- Overall health
@@ -262,6 +364,90 @@ TEST(ReadWorld, NamesTheKeptCopiesThatAreGone) {
   World world = readWorld({});
   EXPECT_EQ(world.missingPaths,
             (std::set<std::string>{*relocation.originalBackupPath, home / "weg.sparsebundle"}));
+}
+
+/// What lies under the folder belongs to somebody who is not root, and this thread is that user's meanwhile.
+class AsOrdinaryUser {
+ public:
+  explicit AsOrdinaryUser(const std::string& folder) : privileged_(::geteuid() == 0) {
+    if (!privileged_) return;
+    const passwd* nobody = ::getpwnam("nobody");
+    if (!nobody) throw std::runtime_error("no user nobody");
+    auto give = [&](const std::string& path) {
+      if (::lchown(path.c_str(), nobody->pw_uid, nobody->pw_gid) != 0) throw std::runtime_error(path);
+    };
+    give(folder);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+      give(entry.path().string());
+    }
+    if (::seteuid(nobody->pw_uid) != 0) throw std::runtime_error("seteuid");
+  }
+  ~AsOrdinaryUser() {
+    if (privileged_ && ::seteuid(0) != 0) ADD_FAILURE() << "root again: " << errno;
+  }
+  AsOrdinaryUser(const AsOrdinaryUser&) = delete;
+  AsOrdinaryUser& operator=(const AsOrdinaryUser&) = delete;
+
+ private:
+  const bool privileged_;
+};
+
+TEST(ReadWorld, AKeptCopyThatCanNotBeSeenIsNotSaidToBeGone) {
+  TempHome home;
+  Relocation relocation = FakeCore::relocation("Bilder");
+  const std::string closed = home / "zu";
+  const std::string longest =
+      home / std::string(300, 'x');  // no name can be that long: the look itself fails
+  makeFolder(closed);
+  makeFolder(home / "echt");
+  std::filesystem::create_symlink(home / "echt", home / "Verweis");
+  relocation.originalBackupPath = "/Volumes/abgezogen/Bilder.ORIGINAL-20261121-101112";
+  relocation.safetyCopies = {closed + "/da.sparsebundle", longest};
+  relocation.asideFolders = {home / "Verweis/weg"};
+  writeFile(closed + "/da.sparsebundle", "x");
+  Registry registry;
+  registry.relocations = {relocation};
+  RegistryStore::save(registry);
+  World world;
+  {
+    const AsOrdinaryUser user(home.path());
+    ASSERT_EQ(::chmod(closed.c_str(), 0000), 0);
+    world = readWorld({});
+    EXPECT_EQ(::chmod(closed.c_str(), 0755), 0);
+  }
+  EXPECT_EQ(world.loadError, "");
+  EXPECT_EQ(world.missingPaths, std::set<std::string>{home / "Verweis/weg"});
+}
+
+TEST(ReadWorld, MeasuresImagesAndVolumesAndJudgesThem) {
+  TempHome home;
+  Relocation image = FakeCore::relocation("Bilder");
+  image.storagePath = home / "Bilder.sparsebundle";
+  Relocation link = FakeCore::relocation("Projekte", RelocationKind::symlink);
+  writeFile(image.storagePath + "/Info.plist", PropertyList::printXml({{"size", 2'000'000'000}}));
+  writeFile(image.storagePath + "/bands/0", std::string(1'000'000, 'x'));
+  Registry registry;
+  registry.relocations = {image, link};
+  RegistryStore::save(registry);
+
+  CapacityThresholds thresholds;
+  World world = readWorld(thresholds);
+  ASSERT_EQ(world.imageCapacity.size(), 1U);
+  const ImageCapacity& capacity = world.imageCapacity.at(image.id);
+  EXPECT_EQ(capacity.capacityBytes, 2'000'000'000);
+  EXPECT_GE(capacity.occupiedOnDrive, 1'000'000);
+  EXPECT_EQ(world.usage,
+            (std::map<Uuid, std::string>{
+                {image.id, "max. 2 GB · auf dem Laufwerk " + ByteFormat::string(capacity.occupiedOnDrive)}}));
+  ASSERT_FALSE(world.volumes.empty());
+  EXPECT_TRUE(world.volumes.front().isInternal);
+  EXPECT_GT(world.volumes.front().totalBytes, 0);
+  EXPECT_EQ(world.statuses.size(), 2U);
+
+  thresholds.internalCriticalFreeGB = 1'000'000'000;
+  EXPECT_EQ(readWorld(thresholds).volumes.front().level, CapacityLevel::critical);
+  thresholds.internalCriticalFreeGB = thresholds.internalWarnFreeGB = 0;
+  EXPECT_EQ(readWorld(thresholds).volumes.front().level, CapacityLevel::ok);
 }
 
 TEST(UsageText, NamesWhatIsKnown) {
