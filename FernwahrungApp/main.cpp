@@ -18,7 +18,7 @@ int runUntilQuit(QApplication& application, EndSignals& endSignals) {
   MainWindow window(model);
   MenuBarItem menuBarItem(model);
 
-  window.setStaysWhenClosed(menuBarItem.isShown());
+  window.setStaysWhenClosed([&] { return menuBarItem.isShown(); });
   QObject::connect(&menuBarItem, &MenuBarItem::openWindow, &window, &MainWindow::bringForward);
   QObject::connect(&menuBarItem, &MenuBarItem::quit, &window, &MainWindow::requestQuit);
   QObject::connect(&endSignals, &EndSignals::asked, &window, &MainWindow::quitWithoutAsking);

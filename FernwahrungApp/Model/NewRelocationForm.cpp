@@ -8,11 +8,13 @@
 #include "Observation/GuardedAppPreset.h"
 
 #include <QPointer>
+#include <utility>
 
 namespace fernwahrung {
 namespace {
 
 constexpr std::int64_t gigabyte = 1'000'000'000;
+constexpr const char* allVolumes = "/Volumes";
 
 bool belongsToSandboxedApp(const std::string& path) {
   return path.find("/Library/Containers/") != std::string::npos ||
@@ -21,7 +23,7 @@ bool belongsToSandboxedApp(const std::string& path) {
 
 }  // namespace
 
-NewRelocationForm::NewRelocationForm(AppModel& model) : model_(model) {
+NewRelocationForm::NewRelocationForm(AppModel& model) : model_(model), storage_(allVolumes) {
   apps_ = GuardedAppPreset::merged(apps_, model.pendingNewRelocationApps());
   if (model.pendingNewRelocationSource()) takeSource(*model.pendingNewRelocationSource());
   connect(&model, &AppModel::busyTitleChanged, this, &NewRelocationForm::changed);
@@ -34,6 +36,7 @@ void NewRelocationForm::set(Value& field, const Value& value) {
   ++edition_;
   check_ = std::nullopt;
   checking_ = false;
+  again_ = false;
   appClosedConfirmed_ = false;
   emit changed();
 }
@@ -80,7 +83,7 @@ void NewRelocationForm::chooseSource() {
 void NewRelocationForm::chooseStorage() {
   QPointer<NewRelocationForm> self(this);
   std::optional<std::string> chosen =
-      model_.questions().chooseFolder("Zielordner auf dem externen Laufwerk", "/Volumes");
+      model_.questions().chooseFolder("Zielordner auf dem externen Laufwerk", allVolumes);
   if (self && chosen) set(storage_, *chosen);
 }
 
@@ -94,8 +97,13 @@ RelocationPlan NewRelocationForm::currentPlan() const {
           .spotlight = spotlight_};
 }
 
+bool NewRelocationForm::storageChosen() const {
+  return storage_ != allVolumes;
+}
+
 bool NewRelocationForm::canCheck() const {
-  return !checking_ && !model_.busyTitle() && !source_.empty() && !Text::trimmed(name_).empty();
+  return !checking_ && !model_.busyTitle() && !source_.empty() && storageChosen() &&
+         !Text::trimmed(name_).empty();
 }
 
 void NewRelocationForm::runCheck() {
@@ -119,6 +127,11 @@ void NewRelocationForm::measureInBackground() {
       });
 }
 
+void NewRelocationForm::checkAgain() {
+  again_ = checking_;
+  runCheck();
+}
+
 NewRelocationForm::Checked NewRelocationForm::measure(const CoreCalls& core, RelocationPlan plan) {
   PreflightResult result = core.preflight(plan);
   bool tooSmall = plan.kind == RelocationKind::image && result.size.allocatedBytes >= 1 &&
@@ -137,6 +150,7 @@ void NewRelocationForm::finish(const Checked& checked) {
   // What is still open has to be closed first, and then be confirmed anew.
   if (!check_->blockers.empty()) appClosedConfirmed_ = false;
   emit changed();
+  if (std::exchange(again_, false)) runCheck();
 }
 
 bool NewRelocationForm::canStart() const {

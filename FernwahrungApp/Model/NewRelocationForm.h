@@ -23,6 +23,8 @@ class NewRelocationForm : public QObject {
   const std::string& name() const { return name_; }
   RelocationKind kind() const { return kind_; }
   const std::string& storage() const { return storage_; }
+  /// Before, it is the folder in which the drives appear, and nothing belongs right into that.
+  bool storageChosen() const;
   std::int64_t sizeGB() const { return sizeGB_; }  // decimal gigabytes; only for an image
   bool spotlight() const { return spotlight_; }    // only for an image
   const std::vector<std::string>& apps() const { return apps_; }
@@ -47,12 +49,14 @@ class NewRelocationForm : public QObject {
 
   RelocationPlan currentPlan() const;
 
-  /// A folder and a name are given, and nothing else runs.
+  /// A folder, a target and a name are given, and nothing else runs.
   bool canCheck() const;
   /// Measures in the background. An image that would be too small for the folder is made larger, and sizeGB()
   /// follows. The result is dropped when a field has changed meanwhile, and the next check begins when that
   /// one has ended: no two walk at a time.
   void runCheck();
+  /// Because something may have changed outside: a check that runs already is followed by another.
+  void checkAgain();
   /// The check found nothing that forbids it, and the user has confirmed that the application is closed.
   bool canStart() const;
   /// False when it can't.
@@ -80,7 +84,7 @@ class NewRelocationForm : public QObject {
   std::string source_;
   std::string name_;
   RelocationKind kind_ = RelocationKind::image;
-  std::string storage_ = "/Volumes";
+  std::string storage_;
   std::int64_t sizeGB_ = 20;
   bool spotlight_ = true;
   std::vector<std::string> apps_;
@@ -88,6 +92,7 @@ class NewRelocationForm : public QObject {
   std::optional<PreflightResult> check_;
   bool checking_ = false;
   bool measuring_ = false;  // for the fields as they are, or as they were
+  bool again_ = false;
   bool appClosedConfirmed_ = false;
   int edition_ = 0;  // of the fields: tells a result that came too late
 };

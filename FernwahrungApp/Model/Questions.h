@@ -11,8 +11,10 @@ namespace fernwahrung {
 struct Question {
   std::string title;
   std::string text;
-  /// In the order shown; Return chooses the first, Escape the last.
+  /// In the order shown; Escape chooses the last.
   std::vector<std::string> buttons;
+  /// The index of the button that Return chooses.
+  std::size_t defaultButton = 0;
 
   bool operator==(const Question&) const = default;
 };

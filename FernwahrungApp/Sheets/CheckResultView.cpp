@@ -3,11 +3,14 @@
 #include "FernwahrungApp/Model/CheckFindings.h"
 #include "FernwahrungApp/Sheets/FindingRow.h"
 #include "FernwahrungApp/Sheets/ProcessBlockerRow.h"
+#include "FernwahrungApp/Views/FollowFocus.h"
 #include "FernwahrungApp/Views/Shades.h"
 #include "FernwahrungApp/Views/Symbols.h"
 #include "FernwahrungApp/Views/Texts.h"
 #include "FernwahrungApp/Views/WrappedText.h"
 
+#include <QEvent>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 namespace fernwahrung {
@@ -38,10 +41,12 @@ struct FocusPlace {
     if (!focused || !content.isAncestorOf(focused)) return std::nullopt;
     return FocusPlace{focused->objectName(), pidAround(focused)};
   }
-  void restore(const QWidget& content) const {
+  /// Nothing when there is no such place any more.
+  QWidget* find(const QWidget& content) const {
     for (QWidget* widget : content.findChildren<QWidget*>(id)) {
-      if (pidAround(widget) == pid) return widget->setFocus();
+      if (pidAround(widget) == pid) return widget;
     }
+    return nullptr;
   }
 };
 
@@ -59,6 +64,7 @@ CheckResultView::CheckResultView(AppModel& model, const QString& procedure, Timi
   setWidgetResizable(true);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setBackgroundRole(QPalette::Base);
+  followFocus(*this);
   connect(&recheck_, &BlockerRecheck::recheck, this, [this] {
     updateRecheckLine();
     emit recheck();
@@ -87,10 +93,10 @@ QSize CheckResultView::sizeHint() const {
   return minimumSizeHint();
 }
 
-int CheckResultView::missingHeight() const {
-  if (!widget()) return 0;
-  int wanted = widget()->heightForWidth(width() - 2 * frameWidth()) + 2 * frameWidth();
-  return std::max(wanted, minimumSizeHint().height()) - height();
+int CheckResultView::heightOfAll(int width) const {
+  const int least = minimumSizeHint().height();
+  if (!widget()) return least;
+  return std::max(widget()->heightForWidth(width - 2 * frameWidth()) + 2 * frameWidth(), least);
 }
 
 void CheckResultView::showEvent(QShowEvent* event) {
@@ -109,6 +115,7 @@ void CheckResultView::watch(bool visible) {
 
 void CheckResultView::rebuild() {
   std::optional<FocusPlace> focus = widget() ? FocusPlace::in(*widget()) : std::nullopt;
+  const int scrolled = verticalScrollBar()->value();
   auto* content = new QWidget;
   content->setBackgroundRole(QPalette::Base);
   auto* layout = new QVBoxLayout(content);
@@ -117,8 +124,16 @@ void CheckResultView::rebuild() {
   if (result_) addFindings(*layout);
   layout->addStretch();
   setWidget(content);
+  // The findings count only once they are shown; without them there would be nothing to scroll to yet.
+  layout->activate();
+  QEvent request(QEvent::LayoutRequest);
+  event(&request);
   updateGeometry();
-  if (focus) focus->restore(*content);
+  verticalScrollBar()->setValue(scrolled);
+  if (!focus) return;
+  QWidget* focused = focus->find(*content);
+  (focused ? focused : this)->setFocus();
+  if (focused) ensureWidgetVisible(focused);
 }
 
 void CheckResultView::addFindings(QVBoxLayout& layout) {
@@ -139,10 +154,10 @@ void CheckResultView::addFindings(QVBoxLayout& layout) {
   for (const std::string& warning : result_->warnings) {
     add("exclamationmark.triangle.fill", Symbols::warning, "warning", "Warnung", Texts::shown(warning));
   }
+  add("list.bullet.rectangle", Shades::secondary, "procedure", "Ablauf", procedure_);
   if (std::string size = CheckFindings::sizeText(*result_); !size.empty()) {
     add("folder", Shades::secondary, "sizeLine", "Größe des Ordners", Texts::shown(size));
   }
-  add("list.bullet.rectangle", Shades::secondary, "procedure", "Ablauf", procedure_);
 }
 
 void CheckResultView::addProcess(QVBoxLayout& layout, const ProcessDescription& process) {
@@ -168,10 +183,7 @@ QString CheckResultView::recheckLine() const {
 
 void CheckResultView::updateRecheckLine() {
   auto* line = findChild<WrappedText*>("recheckLine");
-  if (!line || line->toPlainText() == recheckLine()) return;
-  line->setPlainText(recheckLine());
-  line->setAccessibleDescription(recheckLine());
-  line->updateGeometry();
+  if (line) line->showText(recheckLine());
 }
 
 }  // namespace fernwahrung

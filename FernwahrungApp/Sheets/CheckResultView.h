@@ -33,8 +33,8 @@ class CheckResultView : public QScrollArea {
 
   QSize minimumSizeHint() const override;
   QSize sizeHint() const override;
-  /// By how much it would have to be higher, or lower, to show all findings at the width it has.
-  int missingHeight() const;
+  /// So high it has to be to show all findings at this width.
+  int heightOfAll(int width) const;
 
  signals:
   /// By the user or by itself.

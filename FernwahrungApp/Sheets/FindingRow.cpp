@@ -3,11 +3,20 @@
 #include "FernwahrungApp/Views/WrappedText.h"
 
 #include <QHBoxLayout>
+#include <QVBoxLayout>
+#include <algorithm>
 
 namespace fernwahrung {
 namespace {
 
 constexpr int symbolSide = 18;
+
+QVBoxLayout* lowered(QWidget* widget, int by) {
+  auto* layout = new QVBoxLayout;
+  layout->setContentsMargins(0, std::max(by, 0), 0, 0);
+  layout->addWidget(widget, 0, Qt::AlignTop);
+  return layout;
+}
 
 }  // namespace
 
@@ -18,12 +27,13 @@ FindingRow::FindingRow(const QString& symbol, SymbolView::Color color, const QSt
   auto* words = new WrappedText(text, this);
   words->setObjectName(id);
   words->setAccessibleName(kind);
-  words->setAccessibleDescription(text);
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(8);
-  layout->addWidget(sign, 0, Qt::AlignTop);
-  layout->addWidget(words, 1, Qt::AlignTop);
+  // The symbol stands in the middle of the first line, whichever of the two is higher.
+  const int lower = (symbolSide - words->fontMetrics().lineSpacing()) / 2;
+  layout->addLayout(lowered(sign, -lower));
+  layout->addLayout(lowered(words, lower), 1);
 }
 
 }  // namespace fernwahrung

@@ -2,6 +2,7 @@
 
 #include "FernwahrungApp/Model/GuardedApps.h"
 #include "FernwahrungApp/Views/ElidedLabel.h"
+#include "FernwahrungApp/Views/FollowFocus.h"
 #include "FernwahrungApp/Views/SymbolView.h"
 #include "FernwahrungApp/Views/Symbols.h"
 #include "FernwahrungApp/Views/Texts.h"
@@ -39,6 +40,7 @@ GuardedAppsEditor::GuardedAppsEditor(Questions& questions, QWidget* parent)
   scroll_->setWidgetResizable(true);
   scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll_->setWidget(list_);
+  followFocus(*scroll_);
   scroll_->viewport()->setAutoFillBackground(false);
   list_->setAutoFillBackground(false);
 

@@ -2,6 +2,7 @@
 
 #include "FernwahrungApp/Sheets/GuardedAppsEditor.h"
 #include "FernwahrungApp/Views/ElidedField.h"
+#include "FernwahrungApp/Views/QuietLabel.h"
 #include "FernwahrungApp/Views/Texts.h"
 
 #include <QCheckBox>
@@ -20,7 +21,6 @@ namespace {
 
 constexpr int narrowest = 640;
 constexpr int margin = 24;
-constexpr int roomAroundSheet = 96;  // of the screen: for the title bars above it
 constexpr int largestSizeGB = 100'000;
 constexpr const char* procedure =
     "Ablauf: kopieren → Datei für Datei prüfen → Original umbenennen (bleibt erhalten) → einhängen bzw. "
@@ -79,13 +79,16 @@ NewRelocationSheet::NewRelocationSheet(AppModel& model, QWidget* parent, CheckRe
   layout->addWidget(heading(windowTitle(), this));
   layout->addLayout(rows_);
   layout->addWidget(result_, 1);
-  layout->addWidget(appClosed_, 0, Qt::AlignRight);
+  layout->addWidget(appClosed_, 0, Qt::AlignLeft);
   layout->addStretch();
   layout->addWidget(buttonRow());
 
   follow();
   showForm();
-  (form_.source().empty() ? findChild<QPushButton*>("chooseSource") : check_)->setFocus();
+  QPushButton* next = check_;
+  if (!form_.storageChosen()) next = findChild<QPushButton*>("chooseStorage");
+  if (form_.source().empty()) next = findChild<QPushButton*>("chooseSource");
+  next->setFocus();
 }
 
 void NewRelocationSheet::addFields(QFormLayout& rows) {
@@ -97,6 +100,7 @@ void NewRelocationSheet::addFields(QFormLayout& rows) {
   rows.addRow("Name", name_);
   rows.addRow("Verfahren", kindRow());
   storage_ = new ElidedField(this);
+  storage_->setPlaceholderText("Noch kein Ziel gewählt");
   rows.addRow("Ziel auf dem Laufwerk",
               chooserRow(storage_, "Storage", "Ziel auf dem Laufwerk", &NewRelocationForm::chooseStorage));
   sizeRow_ = sizeRow();
@@ -143,11 +147,10 @@ QWidget* NewRelocationSheet::sizeRow() {
   size_->setAlignment(Qt::AlignRight);
   layout->addWidget(size_, 0, Qt::AlignLeft);
   auto* note =
-      new QLabel("Belegt wird nur, was wirklich darin liegt. Die Größe lässt sich später ändern.", row);
+      new QuietLabel("Belegt wird nur, was wirklich darin liegt. Die Größe lässt sich später ändern.", row);
   note->setObjectName("sizeNote");
   note->setWordWrap(true);
   note->setFont(scaled(note->font(), 0.9));
-  note->setForegroundRole(QPalette::PlaceholderText);
   layout->addWidget(note);
   return row;
 }
@@ -193,7 +196,7 @@ void NewRelocationSheet::follow() {
   connect(size_, &QSpinBox::valueChanged, &form_, &NewRelocationForm::setSizeGB);
   connect(spotlight_, &QCheckBox::toggled, &form_, &NewRelocationForm::setSpotlight);
   connect(apps_, &GuardedAppsEditor::appsChanged, &form_, [this] { form_.setApps(apps_->apps()); });
-  connect(result_, &CheckResultView::recheck, &form_, &NewRelocationForm::runCheck);
+  connect(result_, &CheckResultView::recheck, &form_, &NewRelocationForm::checkAgain);
   connect(appClosed_, &QCheckBox::toggled, &form_, &NewRelocationForm::setAppClosedConfirmed);
   connect(check_, &QPushButton::clicked, &form_, &NewRelocationForm::runCheck);
   connect(cancel_, &QPushButton::clicked, this, &QDialog::reject);
@@ -209,7 +212,7 @@ void NewRelocationSheet::showForm() {
   if (name_->text().toStdString() != form_.name()) name_->setText(Texts::shown(form_.name()));
   bool image = form_.kind() == RelocationKind::image;
   (image ? image_ : symlink_)->setChecked(true);
-  storage_->setFullText(Texts::shown(form_.storage()));
+  storage_->setFullText(form_.storageChosen() ? Texts::shown(form_.storage()) : QString());
   // The check may have chosen a size that nobody would type.
   int sizeGB = static_cast<int>(form_.sizeGB());
   size_->setMaximum(std::max(largestSizeGB, sizeGB));
@@ -229,6 +232,7 @@ void NewRelocationSheet::showForm() {
 }
 
 void NewRelocationSheet::showResult() {
+  const int before = height();  // what becomes visible may need more at once
   bool shown = form_.check().has_value();
   bool possible = shown && form_.check()->blockers.empty();
   result_->setBusy(form_.checking() || model_.busyTitle());
@@ -238,7 +242,7 @@ void NewRelocationSheet::showResult() {
   appClosed_->setChecked(form_.appClosedConfirmed());
   start_->setVisible(possible);
   start_->setEnabled(form_.canStart());
-  if (changes) fitHeight();
+  if (changes) fitHeight(before);
 }
 
 /// From top to bottom: what was made anew would come last.
@@ -255,18 +259,22 @@ void NewRelocationSheet::orderTabs() {
   for (qsizetype i = 1; i < order.size(); ++i) setTabOrder(order[i - 1], order[i]);
 }
 
-/// As high as the result needs, as far as the screen allows; as low as possible without one.
-void NewRelocationSheet::fitHeight() {
-  const int highest = screen()->availableGeometry().height() - roomAroundSheet;
-  // Where texts wrap depends on widths that are settled only by laying out.
-  for (int round = 0; round < 3; ++round) {
-    layout()->invalidate();
-    layout()->activate();
-    int missing = result_->isHidden() ? -height() : result_->missingHeight();
-    int wanted = std::clamp(height() + missing, minimumHeight(), std::max(minimumHeight(), highest));
-    if (wanted == height()) return;
-    resize(width(), wanted);
+/// Grows as far as the result needs and the screen allows, and without that need goes back to the height it
+/// had before, unless the user has chosen another meanwhile.
+void NewRelocationSheet::fitHeight(int before) {
+  if (before != grownTo_) heightBefore_ = before;
+  layout()->activate();
+  int needed = layout()->totalMinimumHeightForWidth(width());
+  if (!result_->isHidden()) {
+    needed += result_->heightOfAll(width() - 2 * margin) - result_->minimumSizeHint().height();
   }
+  const QRect room = screen()->availableGeometry();
+  const int frame = frameGeometry().height() - height();
+  grownTo_ = std::max(heightBefore_, std::min(needed, room.height() - frame));
+  const int below = y() + frame + grownTo_ - 1 - room.bottom();
+  if (grownTo_ > height() && below > 0) move(x(), std::max(room.top(), y() - below));
+  if (height() != grownTo_) resize(width(), grownTo_);
+  grownTo_ = height();
 }
 
 }  // namespace fernwahrung

@@ -36,11 +36,13 @@ class NewRelocationSheet : public QDialog {
   void follow();
   void showForm();
   void showResult();
-  void fitHeight();
+  void fitHeight(int before);
   void orderTabs();
 
   AppModel& model_;
   NewRelocationForm form_;
+  int heightBefore_ = 0;  // it was made higher by itself
+  int grownTo_ = 0;
   QFormLayout* rows_;
   ElidedField* source_;
   QLineEdit* name_;

@@ -108,10 +108,12 @@ void AppCommands::update() {
   const bool idle = !model_.busyTitle();
   selection_->setText(selected ? "Ausgewählt: " + Texts::inMenu(selected->name)
                                : "Keine Fernwahrung ausgewählt");
-  mount_->setVisible(selected && AvailableCommands::mount(*selected, status));
-  unmount_->setVisible(selected && AvailableCommands::unmount(*selected, status));
-  mount_->setEnabled(idle);
+  // One of the two always stands there, so that the menu keeps its shape.
+  const bool mounted = selected && AvailableCommands::unmount(*selected, status);
+  unmount_->setVisible(mounted);
   unmount_->setEnabled(idle);
+  mount_->setVisible(!mounted);
+  mount_->setEnabled(idle && selected && AvailableCommands::mount(*selected, status));
   revealSource_->setEnabled(selected);
   revealStorage_->setEnabled(selected && status && status->storageAvailable);
   newRelocation_->setEnabled(idle && model_.loaded());

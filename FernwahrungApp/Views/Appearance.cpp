@@ -12,15 +12,25 @@
 namespace fernwahrung::Appearance {
 namespace {
 
-/// Qt's own style, which stands in where a desktop brings none, sets a button's text right against its edges.
-class RoomyButtons : public QProxyStyle {
+/// Qt's own style, which stands in where a desktop brings none, with room around a button's text and colours
+/// that can be read.
+class StandIn : public QProxyStyle {
  public:
-  RoomyButtons() : QProxyStyle("fusion") {}
+  StandIn() : QProxyStyle("fusion") {}
 
   QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& contents,
                          const QWidget* widget) const override {
     QSize size = QProxyStyle::sizeFromContents(type, option, contents, widget);
     return type == CT_PushButton ? size + QSize(12, 2) : size;
+  }
+
+  QPalette standardPalette() const override {
+    QPalette palette = QProxyStyle::standardPalette();
+    for (auto group : {QPalette::Active, QPalette::Inactive}) {
+      palette.setColor(group, QPalette::Highlight, QColor(0x1f, 0x6f, 0xa8));
+      palette.setColor(group, QPalette::PlaceholderText, QColor(0x66, 0x66, 0x66));
+    }
+    return palette;
   }
 };
 
@@ -38,7 +48,7 @@ void apply(QApplication& application) {
   application.setApplicationDisplayName("Fernwahrung");
   application.setWindowIcon(Symbols::applicationIcon());
   application.setQuitOnLastWindowClosed(false);
-  if (application.style()->name() == "fusion") application.setStyle(new RoomyButtons);
+  if (application.style()->name() == "fusion") application.setStyle(new StandIn);
 }
 
 QPalette darkPalette() {
@@ -49,7 +59,7 @@ QPalette darkPalette() {
   palette.setColor(QPalette::Base, QColor(28, 28, 30));
   palette.setColor(QPalette::AlternateBase, QColor(36, 36, 39));
   palette.setColor(QPalette::Text, QColor(232, 232, 234));
-  palette.setColor(QPalette::PlaceholderText, QColor(150, 150, 155));
+  palette.setColor(QPalette::PlaceholderText, QColor(168, 168, 173));
   palette.setColor(QPalette::Button, QColor(78, 78, 84));
   palette.setColor(QPalette::ButtonText, QColor(232, 232, 234));
   palette.setColor(QPalette::ToolTipBase, QColor(78, 78, 84));

@@ -32,7 +32,6 @@ void CapacityBar::setFill(double fraction, CapacityLevel level) {
   if (fraction == fraction_ && level == level_) return;
   fraction_ = fraction;
   level_ = level;
-  setAccessibleName(QString("zu %1 % belegt").arg(static_cast<int>(fraction * 100)));
   update();
 }
 

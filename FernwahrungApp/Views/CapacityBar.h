@@ -6,6 +6,7 @@
 
 namespace fernwahrung {
 
+/// Says nothing to a screen reader: whoever shows one names it.
 class CapacityBar : public QWidget {
   Q_OBJECT
 

@@ -9,6 +9,8 @@
 
 namespace fernwahrung {
 
+class WrappedText;
+
 /// A line of the detail form: a name, a value, and a button where there is something to show in the Finder.
 /// Its widgets lie in the grid, and go with the row.
 class DetailRow : public QObject {
@@ -17,18 +19,15 @@ class DetailRow : public QObject {
  public:
   enum class Value { path, text };
 
-  static constexpr int lines = 2;  // of the grid, from `line` on
-
   /// `id` names the widgets: "detailSource" has the button "detailSourceReveal".
   DetailRow(QGridLayout& grid, int line, Value kind, const QString& id, const QString& name);
   ~DetailRow() override;
 
   /// An empty value hides the row.
   void setValue(const QString& value);
-  /// Stands below the value; empty for none.
-  void setNote(const QString& note);
   void setRevealable(bool revealable);
-  QString value() const;
+  /// "(nicht mehr vorhanden)" stands in the button's place.
+  void setMissing(bool missing);
 
  signals:
   /// The path is to be shown in the Finder.
@@ -40,11 +39,12 @@ class DetailRow : public QObject {
   // Children of the grid's parent as well, which may take them down first.
   QPointer<QLabel> name_;
   QPointer<ElidedField> path_;
-  QPointer<QLabel> text_;
-  QPointer<QLabel> note_;
+  QPointer<WrappedText> text_;
+  QPointer<QLabel> missingNote_;
   QPointer<QPushButton> button_;
   bool visible_ = false;
   bool revealable_ = false;
+  bool missing_ = false;
 };
 
 }  // namespace fernwahrung

@@ -2,6 +2,8 @@
 
 #include "FernwahrungApp/Model/AvailableCommands.h"
 #include "FernwahrungApp/Model/Confirmations.h"
+#include "FernwahrungApp/Views/FollowFocus.h"
+#include "FernwahrungApp/Views/HealthIcon.h"
 #include "FernwahrungApp/Views/Placeholder.h"
 #include "FernwahrungApp/Views/Texts.h"
 
@@ -68,6 +70,7 @@ DetailView::DetailView(AppModel& model, QWidget* parent)
   page_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   page_->setFocusPolicy(Qt::NoFocus);
   page_->setWidget(ground);
+  followFocus(*page_);
   addWidget(nothing_);
   addWidget(page_);
 
@@ -112,14 +115,12 @@ void DetailView::buildRows(QGridLayout& grid) {
   grid.setColumnStretch(1, 1);
   int line = 0;
   auto add = [&](Value kind, const char* id, const char* name) {
-    auto* row = new DetailRow(grid, line, kind, id, name);
-    line += DetailRow::lines;
-    return row;
+    return new DetailRow(grid, line++, kind, id, name);
   };
   source_ = add(Value::path, "detailSource", "Ort auf dem Mac");
   storage_ = add(Value::path, "detailStorage", "Gespeichert auf");
   since_ = add(Value::text, "detailSince", "Ferngewahrt am");
-  kind_ = add(Value::text, "detailKind", "Art");
+  kind_ = add(Value::text, "detailKind", "Verfahren");
   size_ = add(Value::text, "detailSize", "Größe der Daten");
   growth_ = add(Value::text, "detailGrowth", "Spielraum");
   apps_ = add(Value::text, "detailApps", "Geschützte Apps");
@@ -131,8 +132,10 @@ void DetailView::buildRows(QGridLayout& grid) {
   original_->setRevealable(true);
   connect(source_, &DetailRow::reveal, this, [this] { reveal(&Relocation::sourcePath); });
   connect(storage_, &DetailRow::reveal, this, [this] { reveal(&Relocation::storagePath); });
-  connect(original_, &DetailRow::reveal, this,
-          [this] { model_.revealInFinder(original_->value().toStdString()); });
+  connect(original_, &DetailRow::reveal, this, [this] {
+    const Relocation* selected = model_.selectedRelocation();
+    if (selected && selected->originalBackupPath) model_.revealInFinder(*selected->originalBackupPath);
+  });
 }
 
 void DetailView::update() {
@@ -180,13 +183,7 @@ void DetailView::showStatus(const Relocation& relocation) {
   auto capacity = model_.imageCapacity().find(relocation.id);
   if (capacity != model_.imageCapacity().end()) {
     content.findings << shown(capacity->second.messages);
-    // A mounted image is in order, but a full one is nothing to be calm about.
-    using Health = RelocationStatus::Health;
-    const CapacityLevel level = capacity->second.level;
-    const Health atLeast = level == CapacityLevel::critical  ? Health::error
-                           : level == CapacityLevel::warning ? Health::warning
-                                                             : Health::ok;
-    if (content.health) content.health = std::max(*content.health, atLeast);
+    if (content.health) content.health = HealthIcon::worst(*content.health, capacity->second.level);
   }
   status_->show(content);
 }
@@ -238,11 +235,10 @@ void DetailView::showKept(const Relocation& relocation) {
   keptRows_.clear();
   int line = firstKeptLine_;
   for (const Kept& entry : kept_) {
-    auto* row = new DetailRow(*grid_, line, DetailRow::Value::path, entry.id, entry.name);
-    line += DetailRow::lines;
+    auto* row = new DetailRow(*grid_, line++, DetailRow::Value::path, entry.id, entry.name);
     row->setValue(Texts::shown(entry.path));
-    row->setRevealable(!entry.missing);
-    if (entry.missing) row->setNote("(nicht mehr vorhanden)");
+    row->setRevealable(true);
+    row->setMissing(entry.missing);
     connect(row, &DetailRow::reveal, this, [this, path = entry.path] { model_.revealInFinder(path); });
     keptRows_.push_back(row);
   }

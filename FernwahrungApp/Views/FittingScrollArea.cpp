@@ -1,5 +1,7 @@
 #include "FernwahrungApp/Views/FittingScrollArea.h"
 
+#include "FernwahrungApp/Views/FollowFocus.h"
+
 #include <QEvent>
 #include <QResizeEvent>
 
@@ -16,6 +18,7 @@ FittingScrollArea::FittingScrollArea(QWidget* content, int highest, QWidget* par
   viewport()->setAutoFillBackground(false);
   content->setAutoFillBackground(false);
   content->installEventFilter(this);
+  followFocus(*this);
   fit();
 }
 

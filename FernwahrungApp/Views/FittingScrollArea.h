@@ -4,7 +4,7 @@
 
 namespace fernwahrung {
 
-/// As high as its content, up to a limit; beyond it the content scrolls.
+/// As high as its content, up to a limit; beyond it the content scrolls, with the keyboard too.
 class FittingScrollArea : public QScrollArea {
   Q_OBJECT
 

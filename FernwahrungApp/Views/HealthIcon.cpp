@@ -2,6 +2,8 @@
 
 #include "FernwahrungApp/Views/Symbols.h"
 
+#include <algorithm>
+
 namespace fernwahrung::HealthIcon {
 
 using Health = RelocationStatus::Health;
@@ -28,6 +30,18 @@ QColor color(Health health, const QPalette& palette) {
       return Symbols::error(palette);
   }
   return {};
+}
+
+Health worst(Health health, CapacityLevel level) {
+  switch (level) {
+    case CapacityLevel::ok:
+      return health;
+    case CapacityLevel::warning:
+      return std::max(health, Health::warning);
+    case CapacityLevel::critical:
+      return Health::error;
+  }
+  return health;
 }
 
 QString description(Health health) {

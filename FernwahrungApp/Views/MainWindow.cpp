@@ -11,6 +11,7 @@
 #include "FernwahrungApp/Views/VolumesFooter.h"
 #include "FernwahrungApp/Views/WindowState.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QVBoxLayout>
 
@@ -38,7 +39,6 @@ MainWindow::MainWindow(AppModel& model)
       }) {
   setObjectName("mainWindow");
   setWindowTitle("Fernwahrung");
-  setMinimumSize(smallest);
   resize(atFirst);
   setContextMenuPolicy(Qt::PreventContextMenu);  // would offer to hide the toolbar
   setUnifiedTitleAndToolBarOnMac(true);
@@ -50,6 +50,7 @@ MainWindow::MainWindow(AppModel& model)
   loading_ = new Placeholder({}, "Lade Fernwahrungen …", {}, pages_);
   pages_->addWidget(loading_);
   pages_->addWidget(buildSplitter(commands->toolBar()));
+  pages_->setMinimumSize(smallest);
   setCentralWidget(pages_);
   new ProgressOverlay(model_, *this, {pages_, &commands->toolBar()}, *relocations_);
   new SheetHost(model_, *this, [this](const Sheet& sheet, QWidget* window) -> QDialog* {
@@ -60,6 +61,7 @@ MainWindow::MainWindow(AppModel& model)
   update_.follow(&model_, &AppModel::loadedChanged, &AppModel::relocationsChanged);
   update();
   WindowState::restore(*this, *splitter_);
+  connect(qApp, &QGuiApplication::applicationStateChanged, this, &MainWindow::comeBack);
 }
 
 QWidget* MainWindow::buildSplitter(QToolBar& toolBar) {
@@ -115,10 +117,20 @@ void MainWindow::update() {
 }
 
 void MainWindow::bringForward() {
+  closed_ = false;
   setWindowState(windowState() & ~Qt::WindowMinimized);
   show();
   raise();
   activateWindow();
+}
+
+/// The user has turned to the program, by its symbol in the Dock for example, and sees nothing of it.
+void MainWindow::comeBack(Qt::ApplicationState state) {
+  if (state != Qt::ApplicationActive || ending_ || !closed_) return;
+  for (const QWidget* window : QApplication::topLevelWidgets()) {
+    if (window->isVisible()) return;
+  }
+  bringForward();
 }
 
 void MainWindow::requestQuit() {
@@ -138,10 +150,12 @@ void MainWindow::acceptQuit() {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
   if (ending_) return event->accept();
-  if (!guard_.mayQuit()) return event->ignore();
+  const bool stays = staysWhenClosed_();
+  if (!stays && !guard_.mayQuit()) return event->ignore();
   WindowState::save(*this, *splitter_);
   event->accept();
-  if (!staysWhenClosed_) acceptQuit();
+  closed_ = true;
+  if (!stays) acceptQuit();
 }
 
 }  // namespace fernwahrung

@@ -9,6 +9,7 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QToolBar>
+#include <functional>
 
 namespace fernwahrung {
 
@@ -21,9 +22,9 @@ class MainWindow : public QMainWindow {
  public:
   explicit MainWindow(AppModel& model);
 
-  /// While something else of the program can be seen, closing only hides the window. Without, it ends the
-  /// program, and so it is until told otherwise.
-  void setStaysWhenClosed(bool stays) { staysWhenClosed_ = stays; }
+  /// Asked whenever the window is closed: while something else of the program can be seen, closing only hides
+  /// the window. Without, it ends the program, and so it is until told otherwise.
+  void setStaysWhenClosed(std::function<bool()> stays) { staysWhenClosed_ = std::move(stays); }
   /// In front of all others.
   void bringForward();
 
@@ -44,12 +45,14 @@ class MainWindow : public QMainWindow {
   QWidget* buildSidebar(QToolBar& toolBar);
   QWidget* buildSplitter(QToolBar& toolBar);
   void update();
+  void comeBack(Qt::ApplicationState state);
   void acceptQuit();
 
   AppModel& model_;
   QuitGuard guard_;
   Alerts alerts_;
-  bool staysWhenClosed_ = false;
+  std::function<bool()> staysWhenClosed_ = [] { return false; };
+  bool closed_ = false;
   bool ending_ = false;
   QStackedWidget* pages_;
   QWidget* loading_;

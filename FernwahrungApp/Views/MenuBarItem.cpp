@@ -6,8 +6,8 @@
 
 #include "Foundation/ByteFormat.h"
 
+#include <QEvent>
 #include <QGuiApplication>
-#include <fmt/format.h>
 
 namespace fernwahrung {
 namespace {
@@ -29,28 +29,35 @@ QString symbolFor(RelocationStatus::Health health) {
 MenuBarItem::MenuBarItem(AppModel& model) : model_(model), update_([this] { update(); }) {
   menu_.setObjectName("menuBarItem");
   menu_.setAccessibleName("Fernwahrung");
-  if (QSystemTrayIcon::isSystemTrayAvailable()) {
-    icon_ = std::make_unique<QSystemTrayIcon>();
-    icon_->setToolTip("Fernwahrung");
-    icon_->setContextMenu(&menu_);
-  }
+  menu_.installEventFilter(this);
+  icon_.setToolTip("Fernwahrung");
+  icon_.setContextMenu(&menu_);
+  update_.follow(&menu_, &QMenu::aboutToHide);
   update_.follow(&model_, &AppModel::relocationsChanged, &AppModel::statusesChanged,
                  &AppModel::imageCapacityChanged, &AppModel::volumesChanged, &AppModel::unfinishedChanged,
                  &AppModel::busyTitleChanged, &AppModel::askingChanged);
   update();
-  if (icon_) icon_->show();
+  icon_.show();
+}
+
+bool MenuBarItem::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::ApplicationPaletteChange) {
+    entries_.clear();  // their symbols have the old colours
+    update_.schedule();
+  }
+  return QObject::eventFilter(watched, event);
 }
 
 void MenuBarItem::update() {
   QString symbol = symbolFor(model_.overallHealth());
   if (symbol != symbol_) {
     symbol_ = symbol;
-    if (icon_) {
-      QIcon icon = Symbols::icon(symbol_);
-      icon.setIsMask(true);  // the menu bar has its own light and dark
-      icon_->setIcon(icon);
-    }
+    QIcon icon = Symbols::icon(symbol_);
+    icon.setIsMask(true);  // the menu bar has its own light and dark
+    icon_.setIcon(icon);
   }
+  // Under the pointer no entry may go or become another; what has changed shows once the menu is closed.
+  if (menu_.isVisible()) return;
   std::vector<Entry> entries = wantedEntries();
   if (entries == entries_) return;
   entries_ = std::move(entries);
@@ -83,7 +90,7 @@ void MenuBarItem::appendRelocations(std::vector<Entry>& entries) const {
                 .enabled = true};
     if (const RelocationStatus* status = model_.status(relocation)) {
       entry.text += " – " + Texts::inMenu(status->summary);
-      entry.health = status->health;
+      entry.health = HealthIcon::worst(status->health, model_.capacityLevel(relocation));
     }
     entries.push_back(std::move(entry));
   }
@@ -93,13 +100,13 @@ void MenuBarItem::appendWarnings(std::vector<Entry>& entries) const {
   for (const VolumeCapacity& volume : model_.volumes()) {
     if (volume.level == CapacityLevel::ok) continue;
     entries.push_back({.id = "trayVolumeScarce",
-                       .text = Texts::inMenu(fmt::format("⚠️ {}: nur noch {} frei", volume.name,
-                                                         ByteFormat::string(volume.freeBytes)))});
+                       .text = "⚠️ " + Texts::inMenu(volume.name) + ": nur noch " +
+                               Texts::shown(ByteFormat::string(volume.freeBytes)) + " frei"});
   }
   for (const Relocation& relocation : model_.relocations()) {
     if (model_.capacityLevel(relocation) == CapacityLevel::ok) continue;
     entries.push_back({.id = "trayRelocationScarce",
-                       .text = Texts::inMenu(fmt::format("⚠️ {}: Speicher knapp", relocation.name))});
+                       .text = "⚠️ " + Texts::inMenu(relocation.name) + ": Speicher knapp"});
   }
   if (!model_.unfinished().empty()) {
     entries.push_back(

@@ -5,26 +5,28 @@
 
 #include <QMenu>
 #include <QSystemTrayIcon>
-#include <memory>
 
 namespace fernwahrung {
 
 /// The symbol in the menu bar, which tells at a glance whether all is well, and its menu. Where the desktop
-/// has no place for it only the menu exists.
+/// has no place for it, it waits for one.
 class MenuBarItem : public QObject {
   Q_OBJECT
 
  public:
   explicit MenuBarItem(AppModel& model);
 
-  /// The user can see it, so that the program can be reached without a window.
-  bool isShown() const { return icon_ && icon_->isVisible(); }
+  /// The user can see it just now, so that the program can be reached without a window.
+  bool isShown() const { return QSystemTrayIcon::isSystemTrayAvailable() && icon_.isVisible(); }
   QMenu& menu() { return menu_; }
   const QString& symbol() const { return symbol_; }
 
  signals:
   void openWindow();
   void quit();
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   struct Entry {
@@ -46,7 +48,7 @@ class MenuBarItem : public QObject {
 
   AppModel& model_;
   QMenu menu_;
-  std::unique_ptr<QSystemTrayIcon> icon_;
+  QSystemTrayIcon icon_;
   QString symbol_;
   std::vector<Entry> entries_;
   LaterUpdate update_;

@@ -16,6 +16,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <fmt/format.h>
 
 namespace fernwahrung {
 namespace {
@@ -46,7 +47,7 @@ void letScroll(QMessageBox& box, QLabel* text) {
   auto* area = new QScrollArea(&box);
   area->setObjectName("questionText");
   area->setAccessibleName("Text der Frage");
-  area->setAccessibleDescription(text->text());
+  area->setAccessibleDescription(text->accessibleName());
   area->setFrameShape(QFrame::NoFrame);
   area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   area->setWidgetResizable(true);
@@ -58,10 +59,13 @@ void letScroll(QMessageBox& box, QLabel* text) {
 void arrange(QMessageBox& box) {
   auto* title = box.findChild<QLabel*>("qt_msgbox_label");
   auto* text = box.findChild<QLabel*>("qt_msgbox_informativelabel");
-  // Names of folders and programs stand in both, and are never markup.
+  // Names of folders and programs stand in both: they are never markup, and may be one long word.
   for (QLabel* label : {title, text}) {
     if (!label) continue;
     label->setTextFormat(Qt::PlainText);
+    label->setTextInteractionFlags(Qt::NoTextInteraction);
+    label->setAccessibleName(label->text());
+    label->setText(Texts::breakable(label->text()));
     label->setWordWrap(true);
     label->setMinimumWidth(textWidth);
   }
@@ -73,14 +77,15 @@ void arrange(QMessageBox& box) {
   if (text) letScroll(box, text);
 }
 
-void addButtons(QMessageBox& box, const std::vector<std::string>& buttons) {
+void addButtons(QMessageBox& box, const Question& question) {
+  const std::vector<std::string>& buttons = question.buttons;
   for (std::size_t i = 0; i < buttons.size(); ++i) {
     bool last = i > 0 && i + 1 == buttons.size();
     QPushButton* button =
         box.addButton(Texts::inMenu(buttons[i]), last ? QMessageBox::RejectRole : QMessageBox::AcceptRole);
     button->setObjectName(QString("answer%1").arg(i));
     button->setAccessibleName(Texts::shown(buttons[i]));
-    if (i == 0) box.setDefaultButton(button);
+    if (i == question.defaultButton) box.setDefaultButton(button);
     if (i + 1 == buttons.size()) box.setEscapeButton(button);
   }
 }
@@ -92,6 +97,10 @@ QString nearestFolder(std::string path) {
   return QFile::decodeName(path.c_str());
 }
 
+bool isBundle(const QString& path) {
+  return path.endsWith(".app") && QFileInfo(path).isDir();
+}
+
 /// Bundles are folders, which a file dialog would rather enter than choose.
 class ApplicationDialog : public QFileDialog {
  public:
@@ -100,8 +109,7 @@ class ApplicationDialog : public QFileDialog {
  protected:
   void accept() override {
     QStringList chosen = selectedFiles();
-    bool bundle = chosen.size() == 1 && chosen.front().endsWith(".app") && QFileInfo(chosen.front()).isDir();
-    if (bundle) return QDialog::accept();
+    if (chosen.size() == 1 && isBundle(chosen.front())) return QDialog::accept();
     QFileDialog::accept();
   }
 };
@@ -132,9 +140,15 @@ std::size_t ModalQuestions::ask(const Question& question) {
   box->setIconPixmap(QApplication::windowIcon().pixmap(QSize(iconSide, iconSide), box->devicePixelRatioF()));
   box->setText(Texts::shown(question.title));
   box->setInformativeText(Texts::shown(question.text));
-  addButtons(*box, question.buttons);
+  addButtons(*box, question);
   arrange(*box);
   makeModal(*box);
+  if (!box->parentWidget()) {
+    // No window of the program is to be seen, and another one's is in front.
+    box->show();
+    box->raise();
+    box->activateWindow();
+  }
   box->exec();
   std::size_t answer = question.buttons.size() - 1;
   // The window below may have gone and taken the box along.
@@ -154,9 +168,23 @@ std::optional<std::string> ModalQuestions::chooseFolder(const std::string& title
 
 std::optional<std::string> ModalQuestions::chooseApplication(const std::string& title,
                                                              const std::string& start) {
-  auto* dialog = new ApplicationDialog(windowInFront());
-  dialog->setFileMode(QFileDialog::ExistingFile);
-  return choose(dialog, title, start);
+  const QPointer<QWidget> window = windowInFront();
+  const bool belongs = window;
+  std::string folder = start;
+  while (window || !belongs) {
+    auto* dialog = new ApplicationDialog(window);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    std::optional<std::string> chosen = choose(dialog, title, folder);
+    if (!chosen) break;
+    const QString path = QFile::decodeName(chosen->c_str());
+    if (isBundle(path) || (QFileInfo(path).isFile() && QFileInfo(path).isExecutable())) return chosen;
+    ask({"Keine App",
+         fmt::format("„{}“ ist weder eine App noch ein ausführbares Programm.",
+                     PathString::lastComponent(*chosen)),
+         {"OK"}});
+    folder = PathString::parent(*chosen);
+  }
+  return std::nullopt;
 }
 
 }  // namespace fernwahrung

@@ -10,7 +10,7 @@ class ModalQuestions : public Questions {
   std::size_t ask(const Question& question) override;
   /// A start folder that doesn't exist gives way to the nearest one above it that does.
   std::optional<std::string> chooseFolder(const std::string& title, const std::string& start) override;
-  /// An application bundle, or an executable file.
+  /// An application bundle, or an executable file; whoever chooses something else is told so and asked again.
   std::optional<std::string> chooseApplication(const std::string& title, const std::string& start) override;
 };
 

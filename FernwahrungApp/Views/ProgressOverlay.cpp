@@ -123,6 +123,7 @@ void ProgressOverlay::showProgress() {
   const std::optional<double>& fraction = model_.progressFraction();
   timeLeft_.advance(fraction, Clock::now());
   title_->setText(Texts::shown(*model_.busyTitle()));
+  setAccessibleName(title_->text());
   message_->setFullText(Texts::shown(model_.progressMessage()));
   bar_->setRange(0, fraction ? barSteps : 0);
   if (fraction) bar_->setValue(static_cast<int>(*fraction * barSteps));

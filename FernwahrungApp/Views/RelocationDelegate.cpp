@@ -17,7 +17,7 @@ constexpr int outer = 6;    // around the selection's ground
 constexpr int padding = 8;  // inside it
 constexpr int symbolSide = 24;
 constexpr int healthSide = 14;
-constexpr int gaugeSide = 16;
+constexpr int gaugeSide = 20;
 constexpr int gap = 8;
 constexpr int lineGap = 3;
 constexpr int wrapped = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
@@ -87,6 +87,40 @@ QString symbolOf(RelocationKind kind) {
   return kind == RelocationKind::image ? "externaldrive.fill" : "link";
 }
 
+/// How a row's colours follow from its being selected and having the keyboard.
+struct Colors {
+  QColor ground;  // invalid without one
+  QColor text;
+  QColor quiet;
+  bool vivid = false;  // on the ground of the highlight, where no other colour can be told
+};
+
+Colors colors(const QStyleOptionViewItem& option) {
+  const QPalette& palette = option.palette;
+  Colors result;
+  result.text = palette.color(QPalette::Text);
+  if (option.state & QStyle::State_Selected) {
+    const QColor highlight = palette.color(QPalette::Highlight);
+    result.vivid = option.state & QStyle::State_HasFocus;
+    result.ground = result.vivid ? highlight : Shades::blend(highlight, palette.color(QPalette::Base), 0.25);
+    if (result.vivid) result.text = palette.color(QPalette::HighlightedText);
+  }
+  const bool enabled = option.state & QStyle::State_Enabled;
+  result.quiet = result.vivid || !enabled ? result.text : Shades::secondary(palette);
+  return result;
+}
+
+void drawGround(QPainter& painter, const QRect& place, const Colors& colors) {
+  if (!colors.ground.isValid()) return;
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(colors.ground);
+  painter.drawRoundedRect(place, 6, 6);
+  if (!colors.vivid) return;
+  painter.setPen(Shades::blend(colors.text, colors.ground, 0.7));
+  painter.setBrush(Qt::NoBrush);
+  painter.drawRoundedRect(QRectF(place).adjusted(2.5, 2.5, -2.5, -2.5), 4, 4);
+}
+
 void drawSymbol(QPainter& painter, const QRect& place, const QString& name, const QColor& color) {
   painter.drawPixmap(place.topLeft(),
                      Symbols::pixmap(name, place.width(), color, painter.device()->devicePixelRatioF()));
@@ -99,34 +133,32 @@ void RelocationDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   const RelocationListModel::Row& row = rowOf(index);
   const Places at = places(option.rect, option.font, row);
   const QPalette& palette = option.palette;
-  const bool selected = option.state & QStyle::State_Selected;
-  const QColor text = palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
-  const bool enabled = option.state & QStyle::State_Enabled;
-  const QColor quiet = selected || !enabled ? text : Shades::secondary(palette);
+  const Colors color = colors(option);
 
   painter->save();
   painter->setRenderHint(QPainter::Antialiasing);
-  if (selected) {
-    painter->setPen(Qt::NoPen);
-    painter->setBrush(palette.color(QPalette::Highlight));
-    painter->drawRoundedRect(at.ground, 6, 6);
-  }
-  drawSymbol(*painter, at.symbol, symbolOf(row.kind), quiet);
-  painter->setPen(text);
+  drawGround(*painter, at.ground, color);
+  drawSymbol(*painter, at.symbol, symbolOf(row.kind), color.quiet);
+  painter->setPen(color.text);
   painter->setFont(at.nameFont);
   painter->drawText(at.name, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                     QFontMetrics(at.nameFont).elidedText(row.name, Qt::ElideMiddle, at.name.width()));
   if (row.scarce) {
-    drawSymbol(*painter, at.gauge, "gauge.with.dots.needle.100percent",
-               selected ? text : Symbols::warning(palette));
+    if (color.vivid) {
+      painter->setPen(Qt::NoPen);
+      painter->setBrush(palette.color(QPalette::Base));
+      painter->drawEllipse(QRectF(at.gauge).adjusted(-1, -1, 1, 1));
+    }
+    drawSymbol(*painter, at.gauge, "gauge.with.dots.needle.100percent", Symbols::warning(palette));
   }
   if (row.health && !at.health.isEmpty()) {
     drawSymbol(*painter, at.health, HealthIcon::symbol(*row.health),
-               selected ? text : HealthIcon::color(*row.health, palette));
+               color.vivid ? color.text : HealthIcon::color(*row.health, palette));
   }
+  painter->setPen(color.text);
   painter->setFont(option.font);
   painter->drawText(at.summary, wrapped, row.summary);
-  painter->setPen(quiet);
+  painter->setPen(color.quiet);
   painter->setFont(at.usageFont);
   painter->drawText(at.usage, wrapped, row.usage);
   painter->restore();

@@ -36,6 +36,13 @@ void RelocationList::resizeEvent(QResizeEvent* event) {
   if (event->oldSize().width() != event->size().width()) scheduleDelayedItemsLayout();
 }
 
+/// What the detail shows stays marked, wherever the user clicks and whatever key is held down.
+QItemSelectionModel::SelectionFlags RelocationList::selectionCommand(const QModelIndex& index,
+                                                                     const QEvent* event) const {
+  const bool beside = event && !index.isValid();
+  return beside ? QItemSelectionModel::NoUpdate : QItemSelectionModel::ClearAndSelect;
+}
+
 void RelocationList::showSelection() {
   following_ = true;
   QModelIndex selected = rows_->indexOf(model_.selection());

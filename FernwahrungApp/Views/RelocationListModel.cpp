@@ -74,7 +74,7 @@ std::vector<RelocationListModel::Row> RelocationListModel::wantedRows() const {
     row.kind = relocation.kind;
     if (const RelocationStatus* status = model_.status(relocation)) {
       row.summary = Texts::shown(status->summary);
-      row.health = status->health;
+      row.health = HealthIcon::worst(status->health, model_.capacityLevel(relocation));
     }
     auto usage = model_.usage().find(relocation.id);
     if (usage != model_.usage().end()) row.usage = Texts::shown(usage->second);

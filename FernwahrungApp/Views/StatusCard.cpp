@@ -2,18 +2,19 @@
 
 #include "FernwahrungApp/Views/HealthIcon.h"
 #include "FernwahrungApp/Views/SymbolView.h"
+#include "FernwahrungApp/Views/WrappedText.h"
 
 #include <QVBoxLayout>
 
 namespace fernwahrung {
 namespace {
 
-QLabel* wrappedLabel(QWidget* parent) {
-  auto* label = new QLabel(parent);
-  label->setTextFormat(Qt::PlainText);
-  label->setWordWrap(true);
-  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  return label;
+WrappedText* words(const QString& id, const QString& kind, QWidget* parent) {
+  auto* text = new WrappedText({}, parent);
+  text->setObjectName(id);
+  text->setAccessibleName(kind);
+  text->setFocusPolicy(Qt::ClickFocus);
+  return text;
 }
 
 }  // namespace
@@ -21,11 +22,10 @@ QLabel* wrappedLabel(QWidget* parent) {
 StatusCard::StatusCard(QWidget* parent)
     : Card(parent),
       symbol_(new SymbolView(28, this)),
-      summary_(wrappedLabel(this)),
+      summary_(words("statusSummary", "Zustand", this)),
       findings_(new QVBoxLayout),
       access_(new QWidget(this)) {
   setObjectName("statusCard");
-  summary_->setObjectName("statusSummary");
   QFont font = summary_->font();
   font.setPointSizeF(font.pointSizeF() * 1.25);
   font.setWeight(QFont::DemiBold);
@@ -62,8 +62,7 @@ StatusCard::StatusCard(QWidget* parent)
 
 void StatusCard::show(const Content& content) {
   if (content == shown_) return;
-  summary_->setText(content.summary);
-  summary_->setAccessibleName(content.summary);
+  summary_->showText(content.summary);
   if (content.health != shown_.health) {
     if (auto health = content.health) {
       auto color = [health](const QPalette& palette) { return HealthIcon::color(*health, palette); };
@@ -76,15 +75,13 @@ void StatusCard::show(const Content& content) {
   }
   setAccessibleName(content.health ? HealthIcon::description(*content.health) : QString());
   if (content.findings != shown_.findings) {
-    qDeleteAll(findingLabels_);
-    findingLabels_.clear();
+    qDeleteAll(findingTexts_);
+    findingTexts_.clear();
     for (const QString& finding : content.findings) {
-      QLabel* label = wrappedLabel(this);
-      label->setObjectName("statusFinding");
-      label->setText(finding);
-      label->setAccessibleName(finding);
-      findings_->addWidget(label);
-      findingLabels_.push_back(label);
+      WrappedText* text = words("statusFinding", "Befund", this);
+      text->showText(finding);
+      findings_->addWidget(text);
+      findingTexts_.push_back(text);
     }
   }
   access_->setVisible(content.accessDenied);

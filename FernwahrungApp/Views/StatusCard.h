@@ -4,7 +4,6 @@
 
 #include "Engine/Status.h"
 
-#include <QLabel>
 #include <QPushButton>
 #include <optional>
 
@@ -13,6 +12,7 @@ class QVBoxLayout;
 namespace fernwahrung {
 
 class SymbolView;
+class WrappedText;
 
 /// How a relocation is: the summary large, what was found below it, and the ways out where access is denied.
 class StatusCard : public Card {
@@ -38,9 +38,9 @@ class StatusCard : public Card {
  private:
   Content shown_;
   SymbolView* symbol_;
-  QLabel* summary_;
+  WrappedText* summary_;
   QVBoxLayout* findings_;
-  std::vector<QLabel*> findingLabels_;
+  std::vector<WrappedText*> findingTexts_;
   QWidget* access_;
 };
 

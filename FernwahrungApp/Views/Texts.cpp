@@ -7,7 +7,18 @@ namespace {
 
 constexpr qsizetype longestUnbroken = 24;
 constexpr qsizetype longestPlainToolTip = 80;
+constexpr qsizetype longestInMenu = 60;
 constexpr QChar zeroWidthSpace(0x200B);
+
+/// No character that Unicode builds of two is torn apart.
+QString shortened(const QString& text, qsizetype longest) {
+  if (text.size() <= longest) return text;
+  QString begin = text.left(longest / 2);
+  QString end = text.right(longest - longest / 2 - 1);
+  if (begin.back().isHighSurrogate()) begin.chop(1);
+  while (!end.isEmpty() && (end.front().isLowSurrogate() || end.front().isMark())) end.remove(0, 1);
+  return begin + "…" + end;
+}
 
 }  // namespace
 
@@ -16,7 +27,15 @@ QString shown(const std::string& text) {
 }
 
 QString inMenu(const std::string& text) {
-  return shown(text).replace('&', "&&");
+  QString line = shown(text);
+  for (QChar& character : line) {
+    const QChar::Category category = character.category();
+    if (category == QChar::Other_Control || category == QChar::Separator_Line ||
+        category == QChar::Separator_Paragraph) {
+      character = ' ';
+    }
+  }
+  return shortened(line, longestInMenu).replace('&', "&&");
 }
 
 QString inToolTip(const QString& text) {

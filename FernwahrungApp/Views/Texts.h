@@ -7,7 +7,8 @@
 namespace fernwahrung::Texts {
 
 QString shown(const std::string& text);
-/// For menus, where a single "&" would be taken for a shortcut.
+/// For menus and buttons, where a single "&" would be taken for a shortcut and what follows a tab for its
+/// description: one line, shortened in its middle where it is very long.
 QString inMenu(const std::string& text);
 /// Never taken for markup; a long one wraps.
 QString inToolTip(const QString& text);

@@ -11,6 +11,8 @@
 #include "Foundation/ByteFormat.h"
 
 #include <QGridLayout>
+#include <cmath>
+#include <fmt/format.h>
 
 namespace fernwahrung {
 namespace {
@@ -50,6 +52,8 @@ class VolumesFooter::Line : public QWidget {
     name_->setFullText(Texts::shown(volume.name));
     free_->setText(Texts::shown(ByteFormat::string(volume.freeBytes) + " frei"));
     bar_->setFill(volume.fraction(), volume.level);
+    bar_->setAccessibleName(
+        Texts::shown(fmt::format("{}: zu {:.0f} % belegt", volume.name, std::floor(bar_->fraction() * 100))));
   }
 
  private:

@@ -14,7 +14,7 @@ constexpr int preferredWidth = 400;
 
 WrappedText::WrappedText(const QString& text, QWidget* parent) : QTextEdit(parent) {
   setAcceptRichText(false);
-  setPlainText(text);
+  showText(text);
   setReadOnly(true);
   setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   setTabChangesFocus(true);
@@ -28,6 +28,13 @@ WrappedText::WrappedText(const QString& text, QWidget* parent) : QTextEdit(paren
   QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Preferred);
   policy.setHeightForWidth(true);
   setSizePolicy(policy);
+}
+
+void WrappedText::showText(const QString& text) {
+  setAccessibleDescription(text);
+  if (text == toPlainText()) return;
+  setPlainText(text);
+  updateGeometry();
 }
 
 QSize WrappedText::sizeHint() const {

@@ -11,6 +11,7 @@ class WrappedText : public QTextEdit {
 
  public:
   WrappedText(const QString& text, QWidget* parent);
+  void showText(const QString& text);
 
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;

@@ -1,11 +1,15 @@
 #include "FernwahrungApp/Sheets/CheckResultView.h"
+#include "FernwahrungApp/Sheets/FindingRow.h"
+#include "FernwahrungApp/Views/SymbolView.h"
 #include "SheetFindings.h"
 #include "unit/AppModel/ModelFixture.h"
 
 #include <QApplication>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTextEdit>
+#include <QVBoxLayout>
 
 namespace fernwahrung {
 namespace {
@@ -158,6 +162,73 @@ TEST_F(CheckResult, TextsCanBeCopiedAndWrapEvenWhereTheyHaveNoBlanks) {
   text->setFocus();
   QTest::keyClick(text, Qt::Key_A, Qt::ControlModifier);
   EXPECT_EQ(text->textCursor().selectedText().toStdString(), result.blockers.front());
+}
+
+TEST_F(CheckResult, EachFindingHasItsSymbolAndItsPlace) {
+  PreflightResult result =
+      SheetFindings::heldBy({SheetFindings::forbidden(), SheetFindings::systemService()});
+  result.size = SheetFindings::measured().size;
+  result.blockers.push_back("Das ist kein Ordner.");
+  result.warnings = {"eins"};
+  open(result);
+  std::vector<std::string> found;
+  for (FindingRow* row : view->findChildren<FindingRow*>()) {
+    found.push_back(row->findChild<QTextEdit*>()->objectName().toStdString() + " " +
+                    row->findChild<SymbolView*>()->symbol().toStdString());
+  }
+  EXPECT_EQ(found,
+            (std::vector<std::string>{"otherBlocker xmark.octagon.fill", "blockerText xmark.octagon.fill",
+                                      "blockerForbidden xmark.octagon.fill", "blockerText xmark.octagon.fill",
+                                      "recheckLine arrow.clockwise", "warning exclamationmark.triangle.fill",
+                                      "procedure list.bullet.rectangle", "sizeLine folder"}));
+  view->setResult(SheetFindings::measured());
+  EXPECT_EQ(view->findChild<SymbolView*>()->symbol(), "checkmark.circle.fill");
+}
+
+TEST_F(CheckResult, AChangedResultLeavesTheReaderWhereSheWas) {
+  PreflightResult result;
+  for (int i = 0; i < 60; ++i) result.warnings.push_back("Warnung " + std::to_string(i));
+  open(result);
+  pumpOnce();
+  view->verticalScrollBar()->setValue(300);
+  ASSERT_EQ(view->verticalScrollBar()->value(), 300);
+  result.warnings.push_back("noch eine");
+  view->setResult(result);
+  EXPECT_EQ(view->verticalScrollBar()->value(), 300);
+  pumpOnce();
+  EXPECT_EQ(view->verticalScrollBar()->value(), 300);
+}
+
+TEST_F(CheckResult, AKeyboardWhosePlaceIsGoneStaysInTheView) {
+  open(SheetFindings::heldBy({SheetFindings::terminable()}));
+  buttons("recheckButton").front()->setFocus();
+  view->setResult(SheetFindings::measured());
+  EXPECT_TRUE(view->hasFocus());
+}
+
+TEST_F(CheckResult, WhatTakesTheKeyboardFromBelowCanBeSeen) {
+  PreflightResult result;
+  for (int i = 0; i < 60; ++i) result.warnings.push_back("Warnung " + std::to_string(i));
+  open(result);
+  QWidget host;
+  auto* below = new QPushButton("Darunter", &host);
+  auto* column = new QVBoxLayout(&host);
+  column->addWidget(&*view);
+  column->addWidget(below);
+  host.resize(500, 400);
+  host.show();
+  host.activateWindow();
+  EXPECT_TRUE(QTest::qWaitForWindowActive(&host));
+  QWidget::setTabOrder(view->findChildren<QTextEdit*>().back(), below);
+  ASSERT_EQ(view->verticalScrollBar()->value(), 0);
+  below->setFocus();
+  QTest::keyClick(below, Qt::Key_Tab, Qt::ShiftModifier);
+  QWidget* focused = QApplication::focusWidget();
+  ASSERT_TRUE(view->isAncestorOf(focused));
+  EXPECT_EQ(focused->objectName(), "sizeLine");
+  const QRect place(focused->mapTo(view->viewport(), QPoint()), focused->size());
+  EXPECT_TRUE(view->viewport()->rect().contains(place)) << place.y();
+  view->setParent(nullptr);
 }
 
 }  // namespace

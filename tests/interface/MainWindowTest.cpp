@@ -69,7 +69,7 @@ TEST_F(MainWindowTest, ListsRelocationsWithEverythingThatMatters) {
   add("Mail", RelocationKind::image, {.health = Health::error, .summary = "Nicht eingehängt", .details = {}});
   openLoaded();
   ASSERT_EQ(list()->model()->rowCount(), 3);
-  EXPECT_EQ(spoken(0), "Bilder, In Ordnung, Eingehängt, belegt 12 GB · max. 20 GB, Speicher wird knapp");
+  EXPECT_EQ(spoken(0), "Bilder, Warnung, Eingehängt, belegt 12 GB · max. 20 GB, Speicher wird knapp");
   EXPECT_EQ(spoken(1), "Sampler, In Ordnung, Verlinkt");
   EXPECT_EQ(spoken(2), "Mail, Fehler, Nicht eingehängt");
   EXPECT_EQ(currentName(), "Bilder");
@@ -241,12 +241,16 @@ TEST_F(MainWindowTest, TheMenusHoldWhatCanBeDone) {
   core.world.statuses[core.world.relocations[0].id].mounted = false;
   refresh();
   EXPECT_EQ(entries("menuRelocation")[1], "Einhängen");
+  EXPECT_TRUE(action("menuMount")->isEnabled());
   owned->setSelection(core.world.relocations[1].id);
   pumpOnce();
-  EXPECT_EQ(entries("menuRelocation")[1], "Ort auf dem Mac im Finder zeigen");
+  EXPECT_EQ(entries("menuRelocation")[1], "Einhängen");
+  EXPECT_FALSE(action("menuMount")->isEnabled());
   owned->setSelection(std::nullopt);
   pumpOnce();
   EXPECT_EQ(entries("menuRelocation")[0], "Keine Fernwahrung ausgewählt");
+  EXPECT_EQ(entries("menuRelocation")[1], "Einhängen");
+  EXPECT_FALSE(action("menuMount")->isEnabled());
   EXPECT_FALSE(action("menuRevealSource")->isEnabled());
 
   EXPECT_EQ(action("menuRelocate")->shortcut(), QKeySequence("Ctrl+N"));
@@ -387,13 +391,13 @@ TEST_F(MainWindowTest, NeverShowsTwoMessagesAtOnce) {
 TEST_F(MainWindowTest, ClosingEndsTheProgramUnlessTheMenuBarItemKeepsIt) {
   openLoaded();
   QSignalSpy accepted(&*window, &MainWindow::quitAccepted);
-  window->setStaysWhenClosed(true);
+  window->setStaysWhenClosed([] { return true; });
   EXPECT_TRUE(window->close());
   EXPECT_FALSE(window->isVisible());
   EXPECT_EQ(accepted.count(), 0);
   window->bringForward();
   EXPECT_TRUE(window->isVisible());
-  window->setStaysWhenClosed(false);
+  window->setStaysWhenClosed([] { return false; });
   EXPECT_TRUE(window->close());
   EXPECT_EQ(accepted.count(), 1);
 }

@@ -1,7 +1,10 @@
 // The symbol in the menu bar and its menu.
+#include "FernwahrungApp/Views/Appearance.h"
 #include "FernwahrungApp/Views/MenuBarItem.h"
+#include "FernwahrungApp/Views/Symbols.h"
 #include "unit/AppModel/ModelFixture.h"
 
+#include <QApplication>
 #include <QSignalSpy>
 
 namespace fernwahrung {
@@ -136,6 +139,40 @@ TEST_F(MenuBarItemTest, ARefreshThatBringsNothingNewLeavesTheMenuAlone) {
   refresh();
   EXPECT_EQ(destroyed.count(), 0);
   EXPECT_EQ(item->menu().actions().front(), before);
+}
+
+TEST_F(MenuBarItemTest, UnderThePointerNoEntryBecomesAnother) {
+  add("Bilder");
+  open();
+  item->menu().popup(QPoint());
+  ASSERT_TRUE(item->menu().isVisible());
+  const std::vector<std::string> before = entries();
+  core.world.statuses.begin()->second.summary = "Nicht eingehängt";
+  refresh();
+  EXPECT_EQ(entries(), before);
+  item->menu().hide();
+  EXPECT_TRUE(pumpUntil([&] { return entries() != before; }));
+  EXPECT_EQ(entries().front(), "Bilder – Nicht eingehängt");
+}
+
+TEST_F(MenuBarItemTest, TheSymbolsFollowThePalette) {
+  add("Bilder", Health::error);
+  open();
+  const QPalette light = QApplication::palette();
+  auto color = [this] {
+    return item->menu().actions().front()->icon().pixmap(16).toImage().pixelColor(8, 2);
+  };
+  EXPECT_EQ(color(), Symbols::error(light));
+  const QPalette dark = Appearance::darkPalette();
+  QApplication::setPalette(dark);
+  EXPECT_TRUE(pumpUntil([&] { return color() == Symbols::error(dark); }));
+  QApplication::setPalette(light);
+}
+
+TEST_F(MenuBarItemTest, WithoutAPlaceOnTheDesktopItIsNotShown) {
+  if (QSystemTrayIcon::isSystemTrayAvailable()) GTEST_SKIP() << "this desktop has a place for it";
+  open();
+  EXPECT_FALSE(item->isShown());
 }
 
 }  // namespace

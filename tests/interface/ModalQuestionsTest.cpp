@@ -49,6 +49,23 @@ TEST_F(Modal, ReturnIsTheFirstAndEscapeTheLast) {
   EXPECT_EQ(ask(three_, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); }), 0U);
 }
 
+TEST_F(Modal, ReturnIsAnotherWhereTheFirstWouldDoHarm) {
+  const Question harmful = {"Läuft noch", "Warum.", {"Abbrechen und beenden", "Weiterlaufen lassen"}, 1};
+  EXPECT_EQ(ask(harmful, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); }), 1U);
+}
+
+TEST_F(Modal, AWordWithoutEndWidensNothing) {
+  const std::string word(300, 'x');
+  ask({"Aushängen: " + word + "?", "Unter /Volumes/" + word, {"OK"}}, [&](QMessageBox& box) {
+    EXPECT_LE(box.width(), 600);
+    auto* text = box.findChild<QLabel*>("qt_msgbox_informativelabel");
+    EXPECT_LE(text->minimumSizeHint().width(), text->width());
+    EXPECT_GE(text->height(), 4 * text->fontMetrics().lineSpacing());
+    EXPECT_EQ(text->accessibleName().toStdString(), "Unter /Volumes/" + word);
+    box.reject();
+  });
+}
+
 TEST_F(Modal, EscapeIsTheLast) {
   EXPECT_EQ(ask(three_, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Escape); }), 2U);
 }
@@ -159,6 +176,7 @@ TEST_F(Modal, AnApplicationIsABundleOrAnExecutable) {
   TempFolder folder;
   std::filesystem::create_directories(folder / "Foo.app/Contents");
   writeFile(folder / "tool", "x");
+  std::filesystem::permissions(folder / "tool", std::filesystem::perms::owner_all);
   for (const char* name : {"Foo.app", "tool"}) {
     whenAsked<QFileDialog>([&](QFileDialog& dialog) {
       dialog.findChild<QLineEdit*>("fileNameEdit")->setText(name);
@@ -166,6 +184,32 @@ TEST_F(Modal, AnApplicationIsABundleOrAnExecutable) {
     });
     EXPECT_EQ(ModalQuestions().chooseApplication("Wählen", folder.path()), folder / name);
   }
+}
+
+TEST_F(Modal, WhatIsNoApplicationIsAskedForAgain) {
+  TempFolder folder;
+  writeFile(folder / "notes.txt", "x");
+  std::vector<std::string> seen;
+  QTimer timer;
+  QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (!modal || !modal->isVisible()) return;
+    if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+      seen.push_back(box->informativeText().toStdString());
+      return box->reject();
+    }
+    auto* dialog = qobject_cast<QFileDialog*>(modal);
+    const bool first = seen.empty();
+    seen.push_back("chooser");
+    if (!first) return dialog->reject();
+    dialog->findChild<QLineEdit*>("fileNameEdit")->setText("notes.txt");
+    QTest::keyClick(dialog->findChild<QLineEdit*>("fileNameEdit"), Qt::Key_Return);
+  });
+  timer.start(5);
+  EXPECT_EQ(ModalQuestions().chooseApplication("Wählen", folder.path()), std::nullopt);
+  EXPECT_EQ(seen,
+            (std::vector<std::string>{
+                "chooser", "„notes.txt“ ist weder eine App noch ein ausführbares Programm.", "chooser"}));
 }
 
 }  // namespace

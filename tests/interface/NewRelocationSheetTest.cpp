@@ -9,6 +9,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTextEdit>
@@ -29,12 +30,17 @@ class NewRelocationDialog : public ModelFixture {
     owned.emplace(calls, questions, std::chrono::hours(1));
     EXPECT_TRUE(pumpUntil([this] { return owned->loaded(); }));
     owned->newRelocation(std::move(source), std::move(apps));
-    sheet.emplace(*owned, nullptr);
+    sheet.emplace(*owned, nullptr, timing);
     sheet->show();
     sheet->activateWindow();
     EXPECT_TRUE(QTest::qWaitForWindowActive(&*sheet));
   }
-  void openFilled() { open("/Users/anna/Bilder"); }
+  /// With a target, too.
+  void openFilled(const std::string& source = "/Users/anna/Bilder", std::vector<std::string> apps = {}) {
+    open(source, std::move(apps));
+    questions.expect("Zielordner auf dem externen Laufwerk", "/Volumes/Extern");
+    press("chooseStorage");
+  }
 
   template <class Kind = QWidget>
   Kind* find(const QString& name) {
@@ -66,6 +72,7 @@ class NewRelocationDialog : public ModelFixture {
 
   FakeCore::Gate gate;
   std::vector<RelocationPlan> plans;
+  CheckResultView::Timing timing;
   std::optional<NewRelocationSheet> sheet;
 };
 
@@ -95,7 +102,8 @@ TEST_F(NewRelocationDialog, StartsWithTheStartValues) {
   open();
   EXPECT_EQ(find<QLineEdit>("sourceField")->text(), "");
   EXPECT_EQ(find<QLineEdit>("nameField")->text(), "");
-  EXPECT_EQ(find<QLineEdit>("storageField")->text(), "/Volumes");
+  EXPECT_EQ(find<QLineEdit>("storageField")->text(), "");
+  EXPECT_EQ(find<QLineEdit>("storageField")->placeholderText(), "Noch kein Ziel gewählt");
   EXPECT_TRUE(find<QRadioButton>("kindImage")->isChecked());
   EXPECT_EQ(find<QSpinBox>("sizeField")->value(), 20);
   EXPECT_EQ(find<QSpinBox>("sizeField")->minimum(), 1);
@@ -202,7 +210,7 @@ TEST_F(NewRelocationDialog, EscapeAndCancelCloseWithoutEffect) {
 }
 
 TEST_F(NewRelocationDialog, AppsAreAddedOnceAndRemoved) {
-  open("/Users/anna/Bilder", {"/Applications/Fotos.app"});
+  openFilled("/Users/anna/Bilder", {"/Applications/Fotos.app"});
   for (const char* app : {"/Applications/Pixelmator.app", "/Applications/Fotos.app/"}) {
     questions.expect("Zugehörige App wählen", app);
     press("addApp");
@@ -222,7 +230,7 @@ TEST_F(NewRelocationDialog, EverythingThatTakesTheKeyboardHasANameAndIsReachedBy
       {SheetFindings::forbidden(), SheetFindings::terminable(), SheetFindings::systemService()});
   core.check.blockers.push_back("Das ist kein Ordner.");
   core.check.warnings = {"Das Ziel liegt auf derselben Festplatte – dadurch wird kein Platz frei."};
-  open("/Users/anna/Bilder", {"/Applications/Fotos.app", "/Applications/Pixelmator.app"});
+  openFilled("/Users/anna/Bilder", {"/Applications/Fotos.app", "/Applications/Pixelmator.app"});
   check();
   std::set<QWidget*> focusable;
   for (QWidget* widget : sheet->findChildren<QWidget*>()) {
@@ -261,7 +269,7 @@ TEST_F(NewRelocationDialog, EverythingThatTakesTheKeyboardHasANameAndIsReachedBy
 
 TEST_F(NewRelocationDialog, NothingIsCutOffAtItsSmallest) {
   core.check = SheetFindings::measured();
-  open("/Users/anna/Library/Group Containers/UBF8T346G9.Office/Outlook/" + std::string(200, 'x'));
+  openFilled("/Users/anna/Library/Group Containers/UBF8T346G9.Office/Outlook/" + std::string(200, 'x'));
   check();
   sheet->resize(1, 1);
   pumpOnce();
@@ -274,6 +282,78 @@ TEST_F(NewRelocationDialog, NothingIsCutOffAtItsSmallest) {
     QRect inSheet(widget->mapTo(&*sheet, QPoint()), widget->size());
     EXPECT_TRUE(sheet->rect().contains(inSheet)) << widget->objectName().toStdString();
   }
+}
+
+TEST_F(NewRelocationDialog, TellsHowItGoesOn) {
+  openFilled();
+  check();
+  EXPECT_EQ(
+      text("procedure"),
+      "Ablauf: kopieren → Datei für Datei prüfen → Original umbenennen (bleibt erhalten) → einhängen bzw. "
+      "verlinken → kontrollieren. Bei jedem Fehler wird automatisch zurückgerollt.");
+}
+
+TEST_F(NewRelocationDialog, NothingIsCheckedBeforeATargetIsChosen) {
+  open("/Users/anna/Bilder");
+  EXPECT_FALSE(find("checkButton")->isEnabled());
+  EXPECT_TRUE(find("chooseStorage")->hasFocus());
+  questions.expect("Zielordner auf dem externen Laufwerk", "/Volumes/Extern");
+  press("chooseStorage");
+  EXPECT_EQ(find<QLineEdit>("storageField")->text(), "/Volumes/Extern");
+  EXPECT_TRUE(find("checkButton")->isEnabled());
+}
+
+TEST_F(NewRelocationDialog, GrowsForAResultAndGoesBack) {
+  core.check = SheetFindings::heldBy(
+      {SheetFindings::forbidden(), SheetFindings::terminable(), SheetFindings::systemService()});
+  openFilled();
+  const int before = sheet->height();
+  check();
+  EXPECT_GT(sheet->height(), before);
+  press("spotlight");
+  EXPECT_EQ(sheet->height(), before);
+}
+
+TEST_F(NewRelocationDialog, LeavesTheHeightThatTheUserHasChosen) {
+  openFilled();
+  const int chosen = sheet->height() + 230;
+  sheet->resize(sheet->width(), chosen);
+  check();
+  EXPECT_EQ(sheet->height(), chosen);
+  press("spotlight");
+  EXPECT_EQ(sheet->height(), chosen);
+}
+
+TEST_F(NewRelocationDialog, GrowsNoFurtherThanTheScreenGoes) {
+  for (int i = 0; i < 60; ++i) core.check.warnings.push_back("Warnung");
+  openFilled();
+  press("kindSymlink");
+  sheet->move(0, 200);
+  pumpOnce();
+  const int before = sheet->height();
+  check();
+  EXPECT_GT(sheet->height(), before);
+  EXPECT_TRUE(sheet->screen()->availableGeometry().contains(sheet->geometry()));
+}
+
+TEST_F(NewRelocationDialog, WhileAnotherOperationRunsNoAttemptIsWasted) {
+  timing = {std::chrono::milliseconds(50), std::chrono::milliseconds(1)};
+  core.check = SheetFindings::heldBy({SheetFindings::systemService()});
+  FakeCore::Gate operation;
+  operation.close();
+  core.operation = [&](OperationContext&) { operation.pass(); };
+  openFilled();
+  check();
+  owned->mount(FakeCore::relocation("Musik"));
+  QSignalSpy attempts(find<CheckResultView>("checkResult"), &CheckResultView::recheck);
+  QTimer other;
+  QSignalSpy ticks(&other, &QTimer::timeout);
+  other.start(50);
+  ASSERT_TRUE(pumpUntil([&] { return ticks.count() >= 6; }));
+  EXPECT_EQ(attempts.count(), 0);
+  operation.open();
+  EXPECT_TRUE(pumpUntil([&] { return attempts.count() > 0; }));
+  EXPECT_TRUE(untilIdle());
 }
 
 }  // namespace

@@ -53,6 +53,10 @@ struct Stage {
     model->newRelocation(source, apps);
     sheet.emplace(*model, nullptr);
     sheet->show();
+    if (source) {
+      questions.expect("Zielordner auf dem externen Laufwerk", "/Volumes/Extern");
+      sheet->findChild<QPushButton*>("chooseStorage")->click();
+    }
     pumpOnce();
   }
   ~Stage() {

@@ -27,6 +27,7 @@ namespace fernwahrung {
 namespace {
 
 constexpr std::int64_t gigabyte = 1'000'000'000;
+constexpr QSize smallest(1, 1);  // the window knows how small it may be
 using Health = RelocationStatus::Health;
 
 Relocation relocation(const std::string& name, RelocationKind kind) {
@@ -255,11 +256,11 @@ void mainWindowPictures(const std::string& folder) {
   const QPalette light = QApplication::style()->standardPalette();
   for (bool dark : {false, true}) {
     QApplication::setPalette(dark ? Appearance::darkPalette() : light);
-    for (const QSize& size : {QSize(860, 540), QSize(1400, 900)}) {
+    for (const QSize& size : {smallest, QSize(1400, 900)}) {
       for (const State& state : states) {
         picture(state, size,
-                fmt::format("{}/main-{}-{}-{}x{}.png", folder, state.name, dark ? "dark" : "light",
-                            size.width(), size.height()));
+                fmt::format("{}/main-{}-{}-{}.png", folder, state.name, dark ? "dark" : "light",
+                            size == smallest ? "small" : "large"));
       }
     }
   }

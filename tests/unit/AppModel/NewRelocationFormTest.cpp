@@ -30,7 +30,12 @@ class NewRelocation : public ModelFixture {
     return form.emplace(*owned);
   }
   /// With a folder and a target chosen.
-  NewRelocationForm& openFilled() { return open("/Users/anna/Bilder"); }
+  NewRelocationForm& openFilled() {
+    open("/Users/anna/Bilder");
+    questions.expect("Zielordner auf dem externen Laufwerk", "/Volumes/Platte");
+    form->chooseStorage();
+    return *form;
+  }
 
   void check() {
     form->runCheck();
@@ -155,7 +160,7 @@ TEST_F(NewRelocation, ACancelledChoiceChangesNothing) {
   filled.chooseStorage();
   EXPECT_EQ(changes.count(), 0);
   EXPECT_EQ(filled.source(), "/Users/anna/Bilder");
-  EXPECT_EQ(filled.storage(), "/Volumes");
+  EXPECT_EQ(filled.storage(), "/Volumes/Platte");
   EXPECT_TRUE(filled.canStart());
 }
 
@@ -177,7 +182,8 @@ TEST_F(NewRelocation, ThePlanSaysWhatTheFieldsSay) {
 // --- Check
 // -------------------------------------------------------------------------------------------------------------
 
-TEST_F(NewRelocation, ACheckNeedsAFolderAndAName) {
+TEST_F(NewRelocation, ACheckNeedsAFolderATargetAndAName) {
+  EXPECT_FALSE(open("/Users/anna/Bilder").canCheck());
   NewRelocationForm& filled = openFilled();
   EXPECT_TRUE(filled.canCheck());
   filled.setName("  ");
@@ -340,6 +346,32 @@ TEST_F(NewRelocation, AResultStaysOnShowWhileItIsCheckedAnew) {
   preflightGate.open();
   ASSERT_TRUE(pumpUntil([&] { return !filled.checking(); }));
   EXPECT_EQ(filled.check()->blockers, List{});
+}
+
+TEST_F(NewRelocation, WhatMayHaveChangedDuringACheckIsLookedAtOnceMore) {
+  results = {blocked("Fotos läuft noch – bitte beenden."), measured(1)};
+  NewRelocationForm& filled = openFilled();
+  preflightGate.close();
+  filled.runCheck();
+  filled.checkAgain();
+  filled.checkAgain();
+  preflightGate.open();
+  ASSERT_TRUE(pumpUntil([&] { return !filled.checking(); }));
+  settle();
+  EXPECT_EQ(filled.check()->blockers, List{});
+  EXPECT_EQ(plans.size(), 2U);
+}
+
+TEST_F(NewRelocation, AChangedFieldCallsForNoSecondLook) {
+  NewRelocationForm& filled = openFilled();
+  preflightGate.close();
+  filled.runCheck();
+  filled.checkAgain();
+  filled.setName("anders");
+  preflightGate.open();
+  settle();
+  EXPECT_EQ(plans.size(), 1U);
+  EXPECT_FALSE(filled.check());
 }
 
 TEST_F(NewRelocation, AFormThatGoesDuringACheckIsMissedByNobody) {
