@@ -1,5 +1,6 @@
 #include "Storage/DiskImage.h"
 
+#include "Foundation/Arithmetic.h"
 #include "Foundation/Clock.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Log.h"
@@ -129,9 +130,7 @@ bool isDetached(const std::string& target, const std::optional<AttachedImage>& i
 /// A count of sectors in bytes. The tool may name limits near the end of what 64 bits hold; what lies beyond
 /// stands for "as large as can be", which is what a limit is compared for.
 std::int64_t bytesOfSectors(std::int64_t sectors) {
-  std::int64_t bytes = 0;
-  if (!__builtin_mul_overflow(sectors, sectorSize, &bytes)) return bytes;
-  return sectors < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
+  return saturatingProduct(sectors, sectorSize);
 }
 
 std::optional<std::int64_t> wholeNumber(const json& value) {

@@ -1,5 +1,6 @@
 #include "Storage/FileOps.h"
 
+#include "Foundation/Arithmetic.h"
 #include "Foundation/Errors.h"
 #include "Foundation/Log.h"
 #include "Foundation/PathString.h"
@@ -15,7 +16,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <fmt/format.h>
-#include <limits>
 #include <pwd.h>
 #include <utility>
 
@@ -25,12 +25,6 @@ namespace {
 bool hasType(const std::string& path, FileType type) {
   const auto info = Platform::fileInfo(path);
   return info && info->type == type;
-}
-
-/// A count of blocks in bytes; what can't be told in 64 bits is as good as endless.
-std::int64_t bytesOf(std::int64_t blocks, std::int64_t blockSize) {
-  std::int64_t bytes = 0;
-  return __builtin_mul_overflow(blocks, blockSize, &bytes) ? std::numeric_limits<std::int64_t>::max() : bytes;
 }
 
 std::optional<std::string> homeOf(const std::string& user) {
@@ -99,13 +93,13 @@ std::optional<std::string> fileSystemType(const std::string& path) {
 std::optional<std::int64_t> freeBytes(const std::string& path) {
   const auto facts = Platform::volumeFacts(path);
   if (!facts) return std::nullopt;
-  return bytesOf(facts->availableBlocks, facts->blockSize);
+  return saturatingProduct(facts->availableBlocks, facts->blockSize);
 }
 
 std::optional<std::int64_t> usedBytesOnVolume(const std::string& path) {
   const auto facts = Platform::volumeFacts(path);
   if (!facts) return std::nullopt;
-  return bytesOf(facts->blocks - facts->freeBlocks, facts->blockSize);
+  return saturatingProduct(facts->blocks - facts->freeBlocks, facts->blockSize);
 }
 
 std::optional<std::string> symlinkDestination(const std::string& path) {
