@@ -21,8 +21,8 @@ bool QuitGuard::mayQuit() {
                     "er fertig ist.";
   std::string leave = cancellable ? "Abbrechen und beenden" : "Danach beenden";
   asking_ = true;
-  std::size_t answer =
-      model_.questions().ask({fmt::format("„{}“ läuft noch", title), text, {leave, "Weiterlaufen lassen"}, 1});
+  std::size_t answer = model_.questions().ask(
+      {fmt::format("„{}“ läuft noch", title), text, {leave, "Weiterlaufen lassen"}, 1});
   asking_ = false;
   if (answer != 0) {
     if (wish_ == Wish::ofUser) wish_ = Wish::none;

@@ -47,7 +47,7 @@ enum : UNNotificationPresentationOptions {
 
 @class UNUserNotificationCenter;
 
-@protocol UNUserNotificationCenterDelegate<NSObject>
+@protocol UNUserNotificationCenterDelegate <NSObject>
 @optional
 - (void)userNotificationCenter:(UNUserNotificationCenter*)center
        willPresentNotification:(UNNotification*)notification
