@@ -354,7 +354,7 @@ TEST_F(Operations, TheEndIsToldWhenAllItBringsIsThere) {
 }
 
 /// As far as it can be told without drives: the user who presses the button waits for none of them.
-TEST(CoreCallsTest, MountingAllWaitsForNoDrive) {
+TEST(RealCoreCalls, MountingAllWaitsForNoDrive) {
   TempHome home;
   Registry registry;
   registry.relocations = {FakeCore::relocation("Bilder")};

@@ -78,7 +78,8 @@ TEST_F(Quitting, SaysWhatBecomesOfTheOperation) {
             (Question{"„Zurückholen“ läuft noch",
                       "Der Vorgang kann weiterlaufen, oder er wird abgebrochen und alles so "
                       "wiederhergestellt, wie es war. Danach wird Fernwahrung beendet.",
-                      {"Abbrechen und beenden", "Weiterlaufen lassen"}}));
+                      {"Abbrechen und beenden", "Weiterlaufen lassen"},
+                      1}));
   gate.open();
   ASSERT_TRUE(untilIdle());
   gate.close();
@@ -89,7 +90,8 @@ TEST_F(Quitting, SaysWhatBecomesOfTheOperation) {
             (Question{"„Einhängen“ läuft noch",
                       "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald er "
                       "fertig ist.",
-                      {"Danach beenden", "Weiterlaufen lassen"}}));
+                      {"Danach beenden", "Weiterlaufen lassen"},
+                      1}));
 }
 
 TEST_F(Quitting, AsksOnceAtATime) {
