@@ -73,8 +73,12 @@ TEST_F(MountCommandTest, AllProblemsAreListed) {
 
 TEST_F(MountCommandTest, ACommandWaitsForNoDrive) {
   int sleeps = 0;
-  const Date now = Clock::now();
-  const Clock::Override clock([&] { return now; }, [&](double) { ++sleeps; });
+  Date now = Clock::now();
+  const Clock::Override clock([&] { return now; },
+                              [&](double) {
+                                ++sleeps;
+                                now += std::chrono::hours(1);
+                              });
   EXPECT_EQ(runHelper({"mount-all"}).code, ExitCode::failed);
   EXPECT_EQ(runHelper({"mount", "fehlt"}).code, ExitCode::failed);
   EXPECT_EQ(sleeps, 0);
