@@ -9,8 +9,9 @@
 #include "FernwahrungApp/Views/Texts.h"
 #include "FernwahrungApp/Views/WrappedText.h"
 
-#include <QEvent>
+#include <QPointer>
 #include <QScrollBar>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace fernwahrung {
@@ -29,6 +30,7 @@ bool same(const PreflightResult& one, const PreflightResult& other) {
 struct FocusPlace {
   QString id;
   std::optional<std::int32_t> pid;
+  bool seen = false;  // not scrolled away
 
   static std::optional<std::int32_t> pidAround(const QWidget* widget) {
     for (; widget; widget = widget->parentWidget()) {
@@ -39,7 +41,7 @@ struct FocusPlace {
   static std::optional<FocusPlace> in(const QWidget& content) {
     const QWidget* focused = content.window()->focusWidget();
     if (!focused || !content.isAncestorOf(focused)) return std::nullopt;
-    return FocusPlace{focused->objectName(), pidAround(focused)};
+    return FocusPlace{focused->objectName(), pidAround(focused), !focused->visibleRegion().isEmpty()};
   }
   /// Nothing when there is no such place any more.
   QWidget* find(const QWidget& content) const {
@@ -124,16 +126,16 @@ void CheckResultView::rebuild() {
   if (result_) addFindings(*layout);
   layout->addStretch();
   setWidget(content);
-  // The findings count only once they are shown; without them there would be nothing to scroll to yet.
-  layout->activate();
-  QEvent request(QEvent::LayoutRequest);
-  event(&request);
   updateGeometry();
-  verticalScrollBar()->setValue(scrolled);
-  if (!focus) return;
-  QWidget* focused = focus->find(*content);
-  (focused ? focused : this)->setFocus();
-  if (focused) ensureWidgetVisible(focused);
+  QPointer<QWidget> focused = focus ? focus->find(*content) : nullptr;
+  if (focus) (focused ? focused.data() : this)->setFocus();
+  // Until the findings are laid out there is nothing to scroll to, and nothing to be seen of that.
+  viewport()->setUpdatesEnabled(false);
+  QTimer::singleShot(0, content, [this, scrolled, focused, seen = focus && focus->seen] {
+    verticalScrollBar()->setValue(scrolled);
+    if (focused && seen) ensureWidgetVisible(focused);
+    viewport()->setUpdatesEnabled(true);
+  });
 }
 
 void CheckResultView::addFindings(QVBoxLayout& layout) {
