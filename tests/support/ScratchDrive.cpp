@@ -36,8 +36,8 @@ std::string typeName(ScratchDrive::FileSystem fileSystem) {
       return "ext4";
     case ScratchDrive::FileSystem::xfs:
       return "xfs";
-    case ScratchDrive::FileSystem::exfat:
-      return "exfat";
+    case ScratchDrive::FileSystem::ext2:
+      return "ext2";
   }
   return "";
 }
@@ -50,8 +50,8 @@ std::vector<std::string> formatCommand(ScratchDrive::FileSystem fileSystem, cons
       return {"mkfs.ext4", "-q", "-F", "-m", "0", file};
     case ScratchDrive::FileSystem::xfs:
       return {"mkfs.xfs", "-q", "-f", file};
-    case ScratchDrive::FileSystem::exfat:
-      return {"mkfs.exfat", file};
+    case ScratchDrive::FileSystem::ext2:
+      return {"mkfs.ext2", "-q", "-F", "-m", "0", file};
   }
   return {};
 }

@@ -19,7 +19,7 @@ namespace fernwahrung {
 ///   writeFile(drive / "a.txt", "bytes");
 class ScratchDrive {
  public:
-  enum class FileSystem { btrfs, ext4, xfs, exfat };
+  enum class FileSystem { btrfs, ext4, xfs, ext2 };
   struct Options {
     std::int64_t bytes = 1LL << 30;
     FileSystem fileSystem = FileSystem::btrfs;

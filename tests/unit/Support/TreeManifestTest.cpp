@@ -49,7 +49,7 @@ TEST_F(TreeManifestTest, AFaithfulCopyOfANastyTreeIsEqual) {
 TEST_F(TreeManifestTest, HasWhatANastyTreePromises) {
   makeNastyTree(tree_);
   const TreeManifest manifest = TreeManifest::of(tree_);
-  EXPECT_EQ(manifest.entries.at("Hart/zwei").sameFileAs, "Hart/eins");
+  EXPECT_EQ(manifest.entries.at("Hart/zwei").sameFileAs, "Hart oben");
   EXPECT_EQ(manifest.entries.at("Rechte/setuid").mode, 04755U);
   EXPECT_EQ(manifest.entries.at("Rechte/0400").mode, 0400U);
   EXPECT_EQ(manifest.entries.at("Verweis ins Leere").linkText, "/nirgends/gibt es nicht");
