@@ -86,8 +86,8 @@ void relocateImage(Offloading& run) {
   makeStorage(run, "image", [&] { DiskImage::create(image, run.plan.imageSizeBytes, run.plan.safeName()); });
   run.complete("imageCreated");
 
-  std::string tempMount = DiskImage::temporaryMountPoint();
-  run.journal.record("tempMount", tempMount);
+  std::string tempMount =
+      DiskImage::temporaryMountPoint([&](const std::string& path) { run.journal.record("tempMount", path); });
   DiskImage::attach(image, tempMount, hidden);
   run.complete("tempMounted");
 

@@ -102,8 +102,8 @@ std::string mountedPath(Restoring& run) {
     return relocation.sourcePath;
   }
   releaseAbandonedMount(relocation);
-  std::string tempMount = DiskImage::temporaryMountPoint();
-  run.journal.record("tempMount", tempMount);
+  std::string tempMount =
+      DiskImage::temporaryMountPoint([&](const std::string& path) { run.journal.record("tempMount", path); });
   DiskImage::attach(relocation.storagePath, tempMount, {.browsable = false, .readOnly = false});
   run.complete("tempMounted");
   return tempMount;

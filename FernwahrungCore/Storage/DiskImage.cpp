@@ -246,9 +246,10 @@ std::int64_t occupiedBytes(const std::string& path) {
   }
 }
 
-std::string temporaryMountPoint() {
+std::string temporaryMountPoint(const std::function<void(const std::string& path)>& announce) {
   Paths::ensure(Paths::tempMountDirectory());
   std::string path = PathString::join(Paths::tempMountDirectory(), Uuid::random().text());
+  if (announce) announce(path);
   FileOps::createDirectory(path, std::nullopt);
   return path;
 }

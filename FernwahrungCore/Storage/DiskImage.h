@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -55,8 +56,9 @@ void compact(const std::string& path);
 std::optional<std::int64_t> capacityBytes(const std::string& path);
 /// What the bundle occupies on its drive; 0 on any failure.
 std::int64_t occupiedBytes(const std::string& path);
-/// A fresh, empty folder in Paths::tempMountDirectory.
-std::string temporaryMountPoint();
+/// A fresh, empty folder in Paths::tempMountDirectory. `announce` is told its path before it is made; what
+/// that throws comes out, and nothing is made.
+std::string temporaryMountPoint(const std::function<void(const std::string& path)>& announce = {});
 /// Attaches read-only at a temporary folder, checks the file system, detaches. Throws like attach and detach,
 /// and FernwahrungError "Dateisystem-Prüfung meldet Fehler:\n…".
 void verifyFileSystem(const std::string& imagePath);

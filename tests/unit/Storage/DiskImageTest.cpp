@@ -560,6 +560,22 @@ TEST_F(DiskImageTest, ATemporaryMountPointIsFreshAndEmpty) {
   EXPECT_TRUE(exists(other + "/data"));
 }
 
+TEST_F(DiskImageTest, ATemporaryMountPointIsAnnouncedBeforeItIsMade) {
+  std::string announced;
+  const std::string made = DiskImage::temporaryMountPoint([&](const std::string& path) {
+    announced = path;
+    EXPECT_FALSE(exists(path));
+  });
+  EXPECT_EQ(announced, made);
+  EXPECT_TRUE(exists(made));
+  const auto refuse = [&](const std::string& path) {
+    announced = path;
+    throw FernwahrungError::message("nein");
+  };
+  EXPECT_THROW(DiskImage::temporaryMountPoint(refuse), FernwahrungError);
+  EXPECT_FALSE(exists(announced));
+}
+
 // verifyFileSystem
 
 class VerifyFileSystemTest : public DetachTest {
