@@ -50,10 +50,10 @@ std::optional<OperationScale> readScale(int count, char** arguments) {
 }
 
 int explain() {
-  fmt::print(stderr,
-             "fernwahrung-bench VERB FOLDER [drive=DIR] [small=N] [large=N] [images=N] [rounds=N]\n"
-             "The FOLDER holds the trees for the time of the run; what is offloaded goes to the drive's "
-             "folder.\n");
+  fmt::print(
+      stderr,
+      "fernwahrung-bench VERB FOLDER [drive=DIR] [small=N] [large=N] [images=N] [rounds=N]\n"
+      "The FOLDER holds the trees for the time of the run; what is offloaded goes to the drive's folder.\n");
   for (const auto& [name, run] : verbs) fmt::print(stderr, "  {}\n", name);
   return 64;
 }

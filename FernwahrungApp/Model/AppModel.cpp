@@ -286,8 +286,9 @@ void AppModel::cancel() {
 void AppModel::relocate(const RelocationPlan& plan) {
   run({.title = "Fernwahren",
        .cancellable = true,
-       .success = "Ferngewahrt. Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – "
-                  "teste vorher die App."},
+       .success =
+           "Ferngewahrt. "
+           "Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste vorher die App."},
       [relocate = core_.relocate, plan](OperationContext& context) -> std::optional<Uuid> {
         return relocate(plan, context).id;
       });
@@ -296,8 +297,8 @@ void AppModel::relocate(const RelocationPlan& plan) {
 void AppModel::restore(const Relocation& relocation) {
   run({.title = "Zurückholen",
        .cancellable = true,
-       .success = "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie "
-                  "später in den Papierkorb legen."},
+       .success = "Die Daten liegen wieder auf dem Mac. "
+                  "Die externe Kopie ist noch vorhanden – du kannst sie später in den Papierkorb legen."},
       [restore = core_.restore, relocation](OperationContext& context) -> std::optional<Uuid> {
         restore(relocation, context);
         return std::nullopt;

@@ -10,10 +10,10 @@ namespace fernwahrung::BlockerTermination {
 namespace {
 
 std::string text(const ProcessDescription& process) {
-  std::string text =
-      ProcessDescriber::message(process) +
-      "\n\nDas Programm wird höflich zum Beenden aufgefordert, nicht erzwungen. Nicht gespeicherte "
-      "Arbeit darin kann verloren gehen.";
+  std::string text = ProcessDescriber::message(process) +
+                     "\n\n"
+                     "Das Programm wird höflich zum Beenden aufgefordert, nicht erzwungen. "
+                     "Nicht gespeicherte Arbeit darin kann verloren gehen.";
   if (process.kind.value == ProcessDescription::Kind::Case::service) {
     text += " macOS startet ihn bei Bedarf neu.";
   }

@@ -23,8 +23,9 @@ void unmountAfter(AppModel& model, const Relocation& relocation, const std::stri
 
 void restore(AppModel& model, Relocation relocation) {
   std::string text =
-      "Die aktuellen Daten werden zurück auf den Mac kopiert, Datei für Datei geprüft und erst dann "
-      "ausgetauscht. Die externe Kopie bleibt erhalten. Auf dem Mac muss genug Platz frei sein. " +
+      "Die aktuellen Daten werden zurück auf den Mac kopiert, Datei für Datei geprüft und erst dann ausgetauscht. "
+      "Die externe Kopie bleibt erhalten. "
+      "Auf dem Mac muss genug Platz frei sein. " +
       whoMustBeClosed(relocation);
   if (model.questions().confirm(fmt::format("Zurück auf den Mac holen: {}?", relocation.name), text,
                                 "Zurück auf den Mac holen")) {
@@ -49,9 +50,9 @@ void unmount(AppModel& model, Relocation relocation) {
 void rollback(AppModel& model, Journal journal) {
   if (model.questions().confirm(
           "Unterbrochenen Vorgang zurückrollen?",
-          "Die erledigten Schritte werden in umgekehrter Reihenfolge rückgängig gemacht, bis der Zustand vor "
-          "dem Vorgang wiederhergestellt ist. Es wird nichts endgültig gelöscht. Die betroffene App muss "
-          "beendet sein.",
+          "Die erledigten Schritte werden in umgekehrter Reihenfolge rückgängig gemacht, bis der Zustand vor dem Vorgang wiederhergestellt ist. "
+          "Es wird nichts endgültig gelöscht. "
+          "Die betroffene App muss beendet sein.",
           "Zurückrollen")) {
     model.rollback(journal);
   }

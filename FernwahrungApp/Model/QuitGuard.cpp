@@ -15,10 +15,10 @@ bool QuitGuard::mayQuit() {
   const std::string title = *model_.busyTitle();
   const bool cancellable = model_.cancellable();
   std::string text =
-      cancellable ? "Der Vorgang kann weiterlaufen, oder er wird abgebrochen und alles so "
-                    "wiederhergestellt, wie es war. Danach wird Fernwahrung beendet."
-                  : "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald "
-                    "er fertig ist.";
+      cancellable
+          ? "Der Vorgang kann weiterlaufen, oder er wird abgebrochen und alles so wiederhergestellt, wie es war. "
+            "Danach wird Fernwahrung beendet."
+          : "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald er fertig ist.";
   std::string leave = cancellable ? "Abbrechen und beenden" : "Danach beenden";
   asking_ = true;
   std::size_t answer = model_.questions().ask(

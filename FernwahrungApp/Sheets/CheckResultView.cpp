@@ -179,8 +179,8 @@ void CheckResultView::addProcess(QVBoxLayout& layout, const ProcessDescription& 
 
 QString CheckResultView::recheckLine() const {
   return recheck_.exhausted() ? "Automatisches Prüfen beendet – „Erneut prüfen“ klicken."
-                              : "Ein vom System gestarteter Dienst hält Dateien offen. Die App prüft alle 5 "
-                                "Sekunden selbst erneut und beendet nichts von allein.";
+                              : "Ein vom System gestarteter Dienst hält Dateien offen. "
+                                "Die App prüft alle 5 Sekunden selbst erneut und beendet nichts von allein.";
 }
 
 void CheckResultView::updateRecheckLine() {

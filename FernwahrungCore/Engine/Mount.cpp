@@ -118,9 +118,9 @@ void verifyImage(const Relocation& relocation) {
     DiskImage::verifyFileSystem(relocation.storagePath);
   } catch (const std::exception& error) {
     throw FernwahrungError::message(fmt::format(
-        "Das Dateisystem der virtuellen Festplatte ist beschädigt – NICHT eingehängt, damit die App nichts "
-        "verschlimmert. Reparatur mit dem Festplattendienstprogramm („Erste Hilfe“) nach dem Öffnen von "
-        "{}.\n{}",
+        "Das Dateisystem der virtuellen Festplatte ist beschädigt – NICHT eingehängt, damit die App nichts verschlimmert. "
+        "Reparatur mit dem Festplattendienstprogramm („Erste Hilfe“) nach dem Öffnen von {}.\n"
+        "{}",
         PathString::lastComponent(relocation.storagePath), error.what()));
   }
 }

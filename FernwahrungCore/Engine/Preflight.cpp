@@ -144,9 +144,8 @@ void warnOfSandbox(const RelocationPlan& plan, std::vector<std::string>& warning
   for (const char* sandbox : {"/Library/Containers/", "/Library/Group Containers/"}) {
     if (plan.sourcePath.find(sandbox) != std::string::npos) {
       warnings.push_back(
-          "Das ist der Ordner einer Sandbox-App. Ein Symlink funktioniert dort meist NICHT – besser "
-          "„Virtuelle "
-          "Festplatte“ wählen.");
+          "Das ist der Ordner einer Sandbox-App. "
+          "Ein Symlink funktioniert dort meist NICHT – besser „Virtuelle Festplatte“ wählen.");
       return;
     }
   }
@@ -241,8 +240,8 @@ void finalGate(const Relocation& relocation, const Verifier::Fingerprint& before
 void requireUnchanged(const std::string& folder, const Verifier::Fingerprint& before) {
   if (Verifier::fingerprint(folder, /*isVolumeRoot=*/false) != before) {
     throw FernwahrungError::message(
-        "Die Daten wurden während des Kopierens verändert (läuft die App doch?). Vorgang wird sicher "
-        "zurückgerollt.");
+        "Die Daten wurden während des Kopierens verändert (läuft die App doch?). "
+        "Vorgang wird sicher zurückgerollt.");
   }
 }
 

@@ -38,10 +38,9 @@ void requireNoLaterRelocation(const Journal& journal) {
     if (!isLater) continue;
     if (placeOf(other.sourcePath) == placeOf(own.sourcePath) ||
         placeOf(other.storagePath) == placeOf(own.storagePath)) {
-      throw FernwahrungError::message(
-          fmt::format("Der Ordner oder sein Speicherort gehört inzwischen zur Fernwahrung „{}“; deshalb wird "
-                      "nichts zurückgerollt: {}",
-                      other.name, own.sourcePath));
+      throw FernwahrungError::message(fmt::format(
+          "Der Ordner oder sein Speicherort gehört inzwischen zur Fernwahrung „{}“; deshalb wird nichts zurückgerollt: {}",
+          other.name, own.sourcePath));
     }
   }
 }
@@ -56,8 +55,8 @@ void requireOriginal(const Journal& journal) {
   bool isMountPointFolder = journal.has("originalRenamed") && FileOps::isLocked(source);
   if (isPlainDirectory(source) && !isMountPointFolder) return;
   throw FernwahrungError::message(
-      fmt::format("Das Original ist nicht mehr da: {}\nDie ausgelagerten Daten sind vielleicht die einzigen; "
-                  "deshalb wird nichts zurückgerollt.",
+      fmt::format("Das Original ist nicht mehr da: {}\n"
+                  "Die ausgelagerten Daten sind vielleicht die einzigen; deshalb wird nichts zurückgerollt.",
                   *backup));
 }
 
@@ -189,8 +188,8 @@ void requireStorage(const Journal& journal) {
   const std::string& storage = journal.relocation.storagePath;
   if (!journal.has("verified") || FileOps::exists(storage)) return;
   throw FernwahrungError::message(
-      fmt::format("Der Speicherort ist nicht erreichbar: {}\nDie zurückgeholten Daten sind vielleicht die "
-                  "einzigen; deshalb wird nichts zurückgerollt.",
+      fmt::format("Der Speicherort ist nicht erreichbar: {}\n"
+                  "Die zurückgeholten Daten sind vielleicht die einzigen; deshalb wird nichts zurückgerollt.",
                   storage));
 }
 
@@ -293,11 +292,12 @@ void rollbackAfterFailure(Journal& journal, const std::exception& error, Operati
   } catch (const std::exception& second) {
     Log::write(fmt::format("ZURÜCKROLLEN FEHLGESCHLAGEN: {}", second.what()));
     throw FernwahrungError::message(
-        fmt::format("{}\n\nZusätzlich konnte der Ausgangszustand nicht automatisch wiederhergestellt "
-                    "werden:\n{}\n\nEs ist "
-                    "nichts gelöscht worden. Das Protokoll ist gespeichert; die App bietet beim nächsten "
-                    "Start „Zurückrollen“ "
-                    "an.\nBitte nicht von Hand eingreifen.",
+        fmt::format("{}\n\n"
+                    "Zusätzlich konnte der Ausgangszustand nicht automatisch wiederhergestellt werden:\n"
+                    "{}\n\n"
+                    "Es ist nichts gelöscht worden. "
+                    "Das Protokoll ist gespeichert; die App bietet beim nächsten Start „Zurückrollen“ an.\n"
+                    "Bitte nicht von Hand eingreifen.",
                     first, second.what()));
   }
 }

@@ -44,8 +44,9 @@ RelocationStatus statusOfMissingMount(const Relocation& relocation, bool storage
         break;
       case DirectoryState::Kind::accessDenied:
         status.details.push_back(
-            "Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. Ob er leer ist, "
-            "ist unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.");
+            "Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. "
+            "Ob er leer ist, ist unbekannt. "
+            "Bitte den Festplattenvollzugriff für Fernwahrung freigeben.");
         status.accessDenied = !AccessDeniedError(relocation.sourcePath, false).isUnixPermission();
         break;
       case DirectoryState::Kind::unreadable:

@@ -18,11 +18,11 @@ namespace fernwahrung {
 namespace {
 
 std::string accessDeniedText(const AccessDeniedError& error) {
-  const std::string_view closing = error.alreadyUnmounted()
-                                       ? "Die virtuelle Festplatte wurde dafür kurz ausgehängt und bleibt "
-                                         "ausgehängt, bis der Zugriff möglich ist. "
-                                         "Es wurde nichts verändert oder gelöscht."
-                                       : "Es wurde nichts eingehängt und nichts verändert.";
+  const std::string_view closing =
+      error.alreadyUnmounted()
+          ? "Die virtuelle Festplatte wurde dafür kurz ausgehängt und bleibt ausgehängt, bis der Zugriff möglich ist. "
+            "Es wurde nichts verändert oder gelöscht."
+          : "Es wurde nichts eingehängt und nichts verändert.";
   if (error.isUnixPermission()) {
     return fmt::format(
         "Die Zugriffsrechte dieses Ordners erlauben Fernwahrung das Lesen nicht:\n{}\n\n"
@@ -32,10 +32,8 @@ std::string accessDeniedText(const AccessDeniedError& error) {
   }
   return fmt::format(
       "macOS verweigert Fernwahrung den Zugriff auf diesen Ordner:\n{}\n\n"
-      "Er gehört einer anderen App und ist durch den Datenschutz von macOS geschützt. Bitte unter "
-      "Systemeinstellungen → Datenschutz & Sicherheit → Festplattenvollzugriff „Fernwahrung“ einschalten "
-      "(und, falls "
-      "aufgeführt, das Hilfsprogramm „fernwahrung“), dann die App neu starten.\n\n"
+      "Er gehört einer anderen App und ist durch den Datenschutz von macOS geschützt. "
+      "Bitte unter Systemeinstellungen → Datenschutz & Sicherheit → Festplattenvollzugriff „Fernwahrung“ einschalten (und, falls aufgeführt, das Hilfsprogramm „fernwahrung“), dann die App neu starten.\n\n"
       "{} Ob im Ordner Daten liegen, kann ohne diese Freigabe nicht geprüft werden.",
       error.path(), closing);
 }
@@ -62,10 +60,9 @@ MountPointNotEmptyError::MountPointNotEmptyError(std::string path, DirectoryCont
     : path_(std::move(path)), contents_(std::move(contents)) {
   description_ = fmt::format(
       "Der Ordner ist nicht leer – eine App hat ohne virtuelle Festplatte geschrieben ({} Dateien, {}). "
-      "Nicht "
-      "eingehängt, damit nichts verdeckt wird. In der App fragt „Einhängen“, wie es weitergehen soll "
-      "(beiseite legen "
-      "oder einmischen).\n{}",
+      "Nicht eingehängt, damit nichts verdeckt wird. "
+      "In der App fragt „Einhängen“, wie es weitergehen soll (beiseite legen oder einmischen).\n"
+      "{}",
       contents_.files, ByteFormat::string(contents_.bytes), path_);
 }
 

@@ -201,9 +201,8 @@ void copyThenRemove(const std::string& path, const std::string& trash, const std
     removeCopied(path, target);
   } catch (const SystemError& error) {
     throw FernwahrungError::message(
-        fmt::format("Das Original konnte nicht vollständig entfernt werden: {}\nDie vollständige, geprüfte "
-                    "Kopie liegt im "
-                    "Papierkorb: {}",
+        fmt::format("Das Original konnte nicht vollständig entfernt werden: {}\n"
+                    "Die vollständige, geprüfte Kopie liegt im Papierkorb: {}",
                     error.what(), target));
   }
 }

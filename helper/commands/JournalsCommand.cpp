@@ -37,9 +37,9 @@ class JournalsCommand : public Command {
           "\nGerade läuft ein Vorgang; auch er steht bis zu seinem Ende als unterbrochen in der Liste.");
     } else if (!unfinished.empty()) {
       session.say(
-          "\nUnterbrochene Vorgänge stellt „fernwahrung rollback ID“ zurück, „fernwahrung rollback --all“ "
-          "alle. Bitte "
-          "nicht von Hand eingreifen.");
+          "\n"
+          "Unterbrochene Vorgänge stellt „fernwahrung rollback ID“ zurück, „fernwahrung rollback --all“ alle. "
+          "Bitte nicht von Hand eingreifen.");
     }
     return ExitCode::done;
   }

@@ -45,9 +45,8 @@ class RelocateCommand : public Command {
     session.say(fmt::format("„{}“: {} → {}", visible(relocation.name), visible(relocation.sourcePath),
                             visible(relocation.storagePath)));
     session.say(
-        "Ferngewahrt. Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste "
-        "vorher die "
-        "App.");
+        "Ferngewahrt. "
+        "Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste vorher die App.");
     if (relocation.originalBackupPath)
       session.say(fmt::format("Original: {}", visible(*relocation.originalBackupPath)));
     return ExitCode::done;

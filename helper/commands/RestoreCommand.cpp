@@ -22,8 +22,8 @@ class RestoreCommand : public RelocationCommand {
     if (session.json()) session.printJson(toJson(registered(relocation)));
     session.say(fmt::format("„{}“: {}", visible(relocation.name), visible(relocation.sourcePath)));
     session.say(
-        "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie "
-        "später in den Papierkorb legen.");
+        "Die Daten liegen wieder auf dem Mac. "
+        "Die externe Kopie ist noch vorhanden – du kannst sie später in den Papierkorb legen.");
     return ExitCode::done;
   }
 

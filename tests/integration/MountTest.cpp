@@ -227,8 +227,8 @@ TEST_F(MountTest, BusyLockAndUnreadableListAreOneProblem) {
     OperationLock held;
     EXPECT_THAT(
         Relocator::mountAll(0),
-        ElementsAre("Übersprungen: Es läuft bereits ein anderer Vorgang (App oder Kommandozeile). Bitte "
-                    "warten."));
+        ElementsAre(
+            "Übersprungen: Es läuft bereits ein anderer Vorgang (App oder Kommandozeile). Bitte warten."));
     EXPECT_EQ(Relocator::mountAllDetailed(0).at(0).kind, Kind::skipped);
   }
   ::unlink((*home / "registry.json.bak").c_str());
@@ -249,10 +249,10 @@ TEST_F(MountTest, AnotherVolumeAtThePathIsNamedAndNotDetached) {
   Relocation relocation = offloadAndUnmount();
   ScratchDrive other({.bytes = 256LL << 20});
   mustRun({"mount", "--bind", other.path(), source});
-  EXPECT_EQ(mountError(relocation),
-            "An diesem Ort ist ein anderes Laufwerk eingehängt, nicht die virtuelle Festplatte „Große "
-            "Bibliothek“: " +
-                source);
+  EXPECT_EQ(
+      mountError(relocation),
+      "An diesem Ort ist ein anderes Laufwerk eingehängt, nicht die virtuelle Festplatte „Große Bibliothek“: " +
+          source);
   EXPECT_TRUE(FileOps::isMountPoint(source));
   mustRun({"umount", source});
 }
@@ -367,13 +367,12 @@ TEST_F(MountTest, StrayDataIsDescribedAndNeverCovered) {
   EXPECT_THAT(diskutil.calls(), IsEmpty()) << "no long check of what can't be mounted anyway";
   ASSERT_THAT(problems, SizeIs(1));
   EXPECT_EQ(problems[0].kind, Kind::notEmpty);
-  EXPECT_EQ(problems[0].message,
-            "Der Ordner ist nicht leer – eine App hat ohne virtuelle Festplatte geschrieben (2 Dateien, 5 "
-            "Byte). Nicht "
-            "eingehängt, damit nichts verdeckt wird. In der App fragt „Einhängen“, wie es weitergehen soll "
-            "(beiseite "
-            "legen oder einmischen).\n" +
-                source);
+  EXPECT_EQ(
+      problems[0].message,
+      "Der Ordner ist nicht leer – eine App hat ohne virtuelle Festplatte geschrieben (2 Dateien, 5 Byte). "
+      "Nicht eingehängt, damit nichts verdeckt wird. "
+      "In der App fragt „Einhängen“, wie es weitergehen soll (beiseite legen oder einmischen).\n" +
+          source);
   EXPECT_EQ(readFile(source + "/a/b"), "12345");
 }
 
@@ -401,11 +400,12 @@ TEST_F(MountTest, DamagedImageIsNotMountedWhileVerificationIsOn) {
   };
   const std::string unharmed = lastChange();
   std::string error = mountError(relocation);
-  EXPECT_THAT(error,
-              StartsWith("Das Dateisystem der virtuellen Festplatte ist beschädigt – NICHT eingehängt, damit "
-                         "die App nichts verschlimmert. Reparatur mit dem Festplattendienstprogramm („Erste "
-                         "Hilfe“) nach dem Öffnen von Große Bibliothek.sparsebundle.\n"
-                         "Dateisystem-Prüfung meldet Fehler:\n"));
+  EXPECT_THAT(
+      error,
+      StartsWith(
+          "Das Dateisystem der virtuellen Festplatte ist beschädigt – NICHT eingehängt, damit die App nichts verschlimmert. "
+          "Reparatur mit dem Festplattendienstprogramm („Erste Hilfe“) nach dem Öffnen von Große Bibliothek.sparsebundle.\n"
+          "Dateisystem-Prüfung meldet Fehler:\n"));
   EXPECT_EQ(lastChange(), unharmed) << "a look changes nothing";
   EXPECT_FALSE(FileOps::isMountPoint(source));
   EXPECT_THAT(namesIn(*home / "mnt"), IsEmpty());

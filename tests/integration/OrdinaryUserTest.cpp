@@ -322,11 +322,13 @@ TEST_F(OrdinaryUserTest, AFolderWithoutTheRightToReadIsNotMountedOver) {
   setMode(source_, 0);
   const ProgramResult result = fernwahrung({"mount", "Bibliothek"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err,
-            "Die Zugriffsrechte dieses Ordners erlauben Fernwahrung das Lesen nicht:\n" + source_ +
-                "\n\nBitte die Rechte im Finder (Informationen) oder mit chmod korrigieren, dann erneut "
-                "versuchen.\n\nEs wurde nichts eingeh\u00e4ngt und nichts ver\u00e4ndert. Ob im Ordner Daten "
-                "liegen, kann ohne Lesezugriff nicht gepr\u00fcft werden.\n");
+  EXPECT_EQ(
+      result.err,
+      "Die Zugriffsrechte dieses Ordners erlauben Fernwahrung das Lesen nicht:\n" + source_ +
+          "\n\n"
+          "Bitte die Rechte im Finder (Informationen) oder mit chmod korrigieren, dann erneut versuchen.\n\n"
+          "Es wurde nichts eingeh\u00e4ngt und nichts ver\u00e4ndert. "
+          "Ob im Ordner Daten liegen, kann ohne Lesezugriff nicht gepr\u00fcft werden.\n");
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(mounts(), IsEmpty());
   EXPECT_FALSE(Json::parse(output({"status", "Bibliothek", "--json"}))["status"]["accessDenied"].get<bool>());

@@ -176,8 +176,8 @@ TEST_F(RelocateTest, ApplicationThatWritesAfterTheFinalGateIsNoticedAsWell) {
       if (text.starts_with("Tausche Original gegen")) writeFile(source + "/viele neu", "im letzten Moment");
     }));
     EXPECT_EQ(errorOf([&] { Relocator::relocate(plan(kind), writing); }),
-              "Die Daten wurden während des Kopierens verändert (läuft die App doch?). Vorgang wird sicher "
-              "zurückgerollt.");
+              "Die Daten wurden während des Kopierens verändert (läuft die App doch?). "
+              "Vorgang wird sicher zurückgerollt.");
     EXPECT_EQ(readFile(source + "/viele neu"), "im letzten Moment");
     ::unlink((source + "/viele neu").c_str());
     EXPECT_EQ(diff(before, TreeManifest::of(source), {.folderTimes = false}), "");
@@ -252,8 +252,8 @@ TEST_F(RelocateTest, ApplicationThatWritesAfterTheComparisonIsStoppedAtTheFinalG
     }));
     std::string error = errorOf([&] { Relocator::relocate(plan(kind), writing); });
     EXPECT_EQ(error,
-              "Die Daten wurden während des Kopierens verändert (läuft die App doch?). Vorgang wird sicher "
-              "zurückgerollt.");
+              "Die Daten wurden während des Kopierens verändert (läuft die App doch?). "
+              "Vorgang wird sicher zurückgerollt.");
     ASSERT_TRUE(written);
     EXPECT_EQ(readFile(source + "/viele neu"), "geschrieben, nachdem die Kopie geprüft war");
     ::unlink((source + "/viele neu").c_str());

@@ -249,10 +249,10 @@ TEST_F(RestoreTest, AnotherImageAtTheSourceIsNeverTakenForTheData) {
   DiskImage::create(other, 200'000'000, "Andere");
   DiskImage::attach(other, source, {.browsable = false, .readOnly = false});
   writeFile(source + "/fremd", "x");
-  EXPECT_EQ(restoreError(relocation),
-            "An diesem Ort ist ein anderes Laufwerk eingehängt, nicht die virtuelle Festplatte „Große "
-            "Bibliothek“: " +
-                source);
+  EXPECT_EQ(
+      restoreError(relocation),
+      "An diesem Ort ist ein anderes Laufwerk eingehängt, nicht die virtuelle Festplatte „Große Bibliothek“: " +
+          source);
   EXPECT_EQ(readFile(source + "/fremd"), "x");
   EXPECT_THAT(besideSource(), SizeIs(1)) << "no staging folder";
   EXPECT_FALSE(closedJournal(OperationKind::restore).path("staging"));

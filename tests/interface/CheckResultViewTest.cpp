@@ -112,9 +112,8 @@ TEST_F(CheckResult, EndingAProcessAsksAndThenChecksAgain) {
 TEST_F(CheckResult, AServiceOfTheSystemIsAwaitedForAWhile) {
   open(SheetFindings::heldBy({SheetFindings::systemService()}), {1ms, 1ms});
   EXPECT_EQ(texts("recheckLine"),
-            QStringList{
-                "Ein vom System gestarteter Dienst hält Dateien offen. Die App prüft alle 5 Sekunden selbst "
-                "erneut und beendet nichts von allein."});
+            QStringList{"Ein vom System gestarteter Dienst hält Dateien offen. "
+                        "Die App prüft alle 5 Sekunden selbst erneut und beendet nichts von allein."});
   ASSERT_TRUE(pumpUntil([this] { return rechecks->count() >= 24; }));
   EXPECT_EQ(texts("recheckLine"), QStringList{"Automatisches Prüfen beendet – „Erneut prüfen“ klicken."});
   settle();

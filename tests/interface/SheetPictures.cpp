@@ -139,16 +139,15 @@ void questions(Album& album) {
   question(album, "question",
            {"„Microsoft Outlook“ beenden?",
             ProcessDescriber::message(SheetFindings::terminable()) +
-                "\n\nDas Programm wird höflich zum Beenden aufgefordert, nicht erzwungen. Nicht gespeicherte "
-                "Arbeit "
-                "darin kann verloren gehen.",
+                "\n\n"
+                "Das Programm wird höflich zum Beenden aufgefordert, nicht erzwungen. "
+                "Nicht gespeicherte Arbeit darin kann verloren gehen.",
             {"Beenden", "Abbrechen"}});
   question(album, "error", {"Fehler", "Das Laufwerk „Extern“ ist nicht angeschlossen.", {"OK"}});
   std::string problems;
   for (int i = 1; i <= 20; ++i) {
     problems += fmt::format(
-        "„Ordner {}“: Das Laufwerk ist nicht angeschlossen, oder die virtuelle Festplatte wurde "
-        "verschoben: /Volumes/Extern/Fernwahrung/Ordner {}.sparsebundle\n",
+        "„Ordner {}“: Das Laufwerk ist nicht angeschlossen, oder die virtuelle Festplatte wurde verschoben: /Volumes/Extern/Fernwahrung/Ordner {}.sparsebundle\n",
         i, i);
   }
   question(album, "long", {"Fehler", problems, {"OK"}});

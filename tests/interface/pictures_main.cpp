@@ -74,10 +74,10 @@ void addUnmounted(World& world) {
   world.statuses[mail.id] = {
       .health = Health::error,
       .summary = "Nicht eingehängt",
-      .details =
-          {"Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. Ob er leer ist, "
-           "ist unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.",
-           "Einhängepunkt ist nicht schreibgeschützt."},
+      .details = {"Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. "
+                  "Ob er leer ist, ist unbekannt. "
+                  "Bitte den Festplattenvollzugriff für Fernwahrung freigeben.",
+                  "Einhängepunkt ist nicht schreibgeschützt."},
       .storageAvailable = true,
       .accessDenied = true};
   world.usage[mail.id] = usageText(mail, capacity, true);

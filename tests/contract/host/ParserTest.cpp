@@ -48,8 +48,8 @@ TEST(VolumeLabel, IsCutBetweenCharacters) {
 }
 
 TEST(MinimumBlocks, AreFoundBehindTheWords) {
-  EXPECT_EQ(FileSystem::parseMinimumBlocks("resize2fs 1.47.0 (5-Feb-2023)\nEstimated minimum size of the "
-                                           "filesystem: 48792\n"),
+  EXPECT_EQ(FileSystem::parseMinimumBlocks(
+                "resize2fs 1.47.0 (5-Feb-2023)\nEstimated minimum size of the filesystem: 48792\n"),
             48792);
 }
 

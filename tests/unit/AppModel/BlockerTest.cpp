@@ -115,8 +115,9 @@ TEST_F(Termination, AsksThenRequestsThenChecksAgain) {
   EXPECT_EQ(questions.asked().front(),
             (Question{"„Fotos“ beenden?",
                       ProcessDescriber::message(fotos) +
-                          "\n\nDas Programm wird höflich zum Beenden aufgefordert, nicht erzwungen. Nicht "
-                          "gespeicherte Arbeit darin kann verloren gehen.",
+                          "\n\n"
+                          "Das Programm wird höflich zum Beenden aufgefordert, nicht erzwungen. "
+                          "Nicht gespeicherte Arbeit darin kann verloren gehen.",
                       {"Beenden", "Abbrechen"}}));
 }
 

@@ -54,8 +54,8 @@ TEST_F(Operations, AnOperationIsBusyUntilItsEndAndThenSaysSo) {
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(
       model.infoMessage(),
-      "Ferngewahrt. Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste vorher "
-      "die App.");
+      "Ferngewahrt. "
+      "Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste vorher die App.");
   EXPECT_EQ(model.errorMessage(), std::nullopt);
   EXPECT_NE(model.lastOperationEnd(), std::nullopt);
   ASSERT_NE(model.selectedRelocation(), nullptr);
@@ -174,9 +174,8 @@ TEST_F(Operations, ProgressIsPublished) {
   ASSERT_TRUE(untilIdle());
   EXPECT_GE(messages.count(), 2);
   EXPECT_EQ(model.infoMessage(),
-            "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie "
-            "später in den "
-            "Papierkorb legen.");
+            "Die Daten liegen wieder auf dem Mac. "
+            "Die externe Kopie ist noch vorhanden – du kannst sie später in den Papierkorb legen.");
 }
 
 TEST_F(Operations, CancellingSaysSoUntilTheEndAndEndsInAMessage) {
@@ -316,11 +315,11 @@ TEST_F(Operations, EachCommandHasItsTitleAndItsWords) {
   };
   const std::vector<Row> table = {
       {[&] { model.relocate(plan); }, "Fernwahren", true,
-       "Ferngewahrt. Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste "
-       "vorher die App."},
+       "Ferngewahrt. "
+       "Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste vorher die App."},
       {[&] { model.restore(images); }, "Zurückholen", true,
-       "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie später in "
-       "den Papierkorb legen."},
+       "Die Daten liegen wieder auf dem Mac. "
+       "Die externe Kopie ist noch vorhanden – du kannst sie später in den Papierkorb legen."},
       {[&] { model.mount(images); }, "Einhängen", false, std::nullopt},
       {[&] { model.unmount(images); }, "Aushängen", false, std::nullopt},
       {[&] { model.mountAll(); }, "Alle einhängen", false, std::nullopt},
@@ -484,10 +483,9 @@ TEST_F(Confirming, UnmountingNamesTheAppsToQuit) {
   questions.expect("Aushängen: Bilder?", "Aushängen");
   Confirmations::unmountFromMenu(model, images);
   ASSERT_TRUE(untilIdle());
-  EXPECT_EQ(
-      textOfOnlyQuestion(),
-      "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst. Bitte vorher beenden: Foto.app, "
-      "Film Pro.app.");
+  EXPECT_EQ(textOfOnlyQuestion(),
+            "Die Daten sind danach nicht mehr erreichbar, bis du wieder einhängst. "
+            "Bitte vorher beenden: Foto.app, Film Pro.app.");
   EXPECT_EQ(count("unmount Bilder"), 1U);
 }
 
@@ -506,11 +504,12 @@ TEST_F(Confirming, BringingBackSaysWhatHappens) {
   questions.expect("Zurück auf den Mac holen: Bilder?", "Zurück auf den Mac holen");
   Confirmations::restore(model, images);
   ASSERT_TRUE(untilIdle());
-  EXPECT_EQ(textOfOnlyQuestion(),
-            "Die aktuellen Daten werden zurück auf den Mac kopiert, Datei für Datei geprüft und erst dann "
-            "ausgetauscht. Die externe Kopie bleibt erhalten. Auf dem Mac muss genug Platz frei sein. Die "
-            "zugehörige "
-            "App muss beendet sein.");
+  EXPECT_EQ(
+      textOfOnlyQuestion(),
+      "Die aktuellen Daten werden zurück auf den Mac kopiert, Datei für Datei geprüft und erst dann ausgetauscht. "
+      "Die externe Kopie bleibt erhalten. "
+      "Auf dem Mac muss genug Platz frei sein. "
+      "Die zugehörige App muss beendet sein.");
   EXPECT_EQ(count("restore Bilder"), 1U);
 }
 
@@ -521,9 +520,9 @@ TEST_F(Confirming, RollingBackSaysWhatHappens) {
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(
       textOfOnlyQuestion(),
-      "Die erledigten Schritte werden in umgekehrter Reihenfolge rückgängig gemacht, bis der Zustand vor dem "
-      "Vorgang wiederhergestellt ist. Es wird nichts endgültig gelöscht. Die betroffene App muss beendet "
-      "sein.");
+      "Die erledigten Schritte werden in umgekehrter Reihenfolge rückgängig gemacht, bis der Zustand vor dem Vorgang wiederhergestellt ist. "
+      "Es wird nichts endgültig gelöscht. "
+      "Die betroffene App muss beendet sein.");
   EXPECT_EQ(count("rollback Bilder"), 1U);
 }
 

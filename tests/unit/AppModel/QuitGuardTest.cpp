@@ -74,24 +74,27 @@ TEST_F(Quitting, SaysWhatBecomesOfTheOperation) {
   questions.expect("„Zurückholen“ läuft noch", "Weiterlaufen lassen");
   owned->restore(images);
   guard->mayQuit();
-  EXPECT_EQ(questions.asked().back(),
-            (Question{"„Zurückholen“ läuft noch",
-                      "Der Vorgang kann weiterlaufen, oder er wird abgebrochen und alles so "
-                      "wiederhergestellt, wie es war. Danach wird Fernwahrung beendet.",
-                      {"Abbrechen und beenden", "Weiterlaufen lassen"},
-                      1}));
+  EXPECT_EQ(
+      questions.asked().back(),
+      (Question{
+          "„Zurückholen“ läuft noch",
+          "Der Vorgang kann weiterlaufen, oder er wird abgebrochen und alles so wiederhergestellt, wie es war. "
+          "Danach wird Fernwahrung beendet.",
+          {"Abbrechen und beenden", "Weiterlaufen lassen"},
+          1}));
   gate.open();
   ASSERT_TRUE(untilIdle());
   gate.close();
   questions.expect("„Einhängen“ läuft noch", "Weiterlaufen lassen");
   owned->mount(images);
   guard->mayQuit();
-  EXPECT_EQ(questions.asked().back(),
-            (Question{"„Einhängen“ läuft noch",
-                      "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald er "
-                      "fertig ist.",
-                      {"Danach beenden", "Weiterlaufen lassen"},
-                      1}));
+  EXPECT_EQ(
+      questions.asked().back(),
+      (Question{
+          "„Einhängen“ läuft noch",
+          "Dieser Vorgang lässt sich nicht abbrechen. Fernwahrung kann beendet werden, sobald er fertig ist.",
+          {"Danach beenden", "Weiterlaufen lassen"},
+          1}));
 }
 
 TEST_F(Quitting, AsksOnceAtATime) {

@@ -22,12 +22,12 @@ bool handleEventsUntil(const std::function<bool()>& condition) {
 
 PrivateSessionBus::PrivateSessionBus() {
   // The system's own configuration would start the services that happen to be installed here.
-  writeFile(folder_ / "bus.conf",
-            "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
-            "\"busconfig.dtd\">\n<busconfig><type>session</type><listen>unix:path=" +
-                (folder_ / "bus") +
-                "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/>"
-                "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n");
+  writeFile(
+      folder_ / "bus.conf",
+      "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" \"busconfig.dtd\">\n"
+      "<busconfig><type>session</type><listen>unix:path=" +
+          (folder_ / "bus") +
+          "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n");
   daemon_.start("dbus-daemon", {"--nofork", "--print-address",
                                 "--config-file=" + QString::fromStdString(folder_ / "bus.conf")});
   if (!daemon_.waitForStarted() || !daemon_.waitForReadyRead()) {

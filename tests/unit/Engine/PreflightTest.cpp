@@ -234,8 +234,8 @@ TEST_F(PreflightTest, SandboxFolderAsSymlinkWarnsAndAsImageDoesNot) {
     makeFolder(sandbox.sourcePath);
     EXPECT_THAT(
         Relocator::preflight(sandbox, false).warnings,
-        Contains("Das ist der Ordner einer Sandbox-App. Ein Symlink funktioniert dort meist NICHT – besser "
-                 "„Virtuelle Festplatte“ wählen."));
+        Contains("Das ist der Ordner einer Sandbox-App. "
+                 "Ein Symlink funktioniert dort meist NICHT – besser „Virtuelle Festplatte“ wählen."));
     sandbox.kind = RelocationKind::image;
     EXPECT_THAT(Relocator::preflight(sandbox, false).warnings, Not(Contains(HasSubstr("Sandbox"))));
   }
@@ -377,8 +377,8 @@ TEST_F(GateTest, UnchangedFolderPasses) {
 
 TEST_F(GateTest, ChangedBytesNewFolderAndNewTimeAreNoticed) {
   const std::string changed =
-      "Die Daten wurden während des Kopierens verändert (läuft die App doch?). Vorgang wird sicher "
-      "zurückgerollt.";
+      "Die Daten wurden während des Kopierens verändert (läuft die App doch?). "
+      "Vorgang wird sicher zurückgerollt.";
   makeFolder(source + "/neu");
   EXPECT_EQ(gateError(), changed);
   ::rmdir((source + "/neu").c_str());

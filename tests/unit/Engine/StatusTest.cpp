@@ -19,8 +19,9 @@ using Health = RelocationStatus::Health;
 
 const char* const unlockedDetail = "Einhängepunkt ist nicht schreibgeschützt.";
 const char* const accessDeniedDetail =
-    "Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. Ob er leer ist, ist "
-    "unbekannt. Bitte den Festplattenvollzugriff für Fernwahrung freigeben.";
+    "Zugriff verweigert: macOS erlaubt Fernwahrung nicht, diesen Ordner zu lesen. "
+    "Ob er leer ist, ist unbekannt. "
+    "Bitte den Festplattenvollzugriff für Fernwahrung freigeben.";
 
 class StatusTest : public testing::Test {
  protected:
@@ -87,10 +88,10 @@ TEST_F(StatusTest, AttachedElsewhereIsSeen) {
   makeStorage();
   makeFolder(relocation.sourcePath);
   hdiutil.answer(
-      {.out = "<plist version=\"1.0\"><dict><key>images</key><array><dict><key>image-path</key><string>" +
-              relocation.storagePath +
-              "</string><key>system-entities</key><array><dict><key>mount-point</key>"
-              "<string>/Volumes/Fotos</string></dict></array></dict></array></dict></plist>"});
+      {.out =
+           "<plist version=\"1.0\"><dict><key>images</key><array><dict><key>image-path</key><string>" +
+           relocation.storagePath +
+           "</string><key>system-entities</key><array><dict><key>mount-point</key><string>/Volumes/Fotos</string></dict></array></dict></array></dict></plist>"});
   EXPECT_THAT(Relocator::status(relocation).details,
               ElementsAre("An anderer Stelle eingehängt.", unlockedDetail));
 }

@@ -49,8 +49,8 @@ TEST(ImageCapacity, GrowthIsLimitedByTheDriveAndWhatTheImageOccupiesUnused) {
   EXPECT_EQ(capacity.level, CapacityLevel::warning);
   EXPECT_THAT(
       capacity.messages,
-      ElementsAre("Das externe Laufwerk ist fast voll: die virtuelle Festplatte kann nur noch um 30 GB "
-                  "wachsen."));
+      ElementsAre(
+          "Das externe Laufwerk ist fast voll: die virtuelle Festplatte kann nur noch um 30 GB wachsen."));
 }
 
 TEST(ImageCapacity, ADriveWithMoreSpaceThanCanBeToldIsNoFinding) {
@@ -97,9 +97,9 @@ TEST(ImageCapacity, FullImageOnAFullDriveHasTwoMessages) {
   EXPECT_EQ(capacity.level, CapacityLevel::critical);
   EXPECT_THAT(
       capacity.messages,
-      ElementsAre("Die virtuelle Festplatte ist zu 97 % voll – Größe erhöhen.",
-                  "Das externe Laufwerk ist fast voll: die virtuelle Festplatte kann nur noch um 1 GB "
-                  "wachsen."));
+      ElementsAre(
+          "Die virtuelle Festplatte ist zu 97 % voll – Größe erhöhen.",
+          "Das externe Laufwerk ist fast voll: die virtuelle Festplatte kann nur noch um 1 GB wachsen."));
 }
 
 TEST(ImageCapacity, WithoutADrivesFreeSpaceTheRoomInsideCounts) {

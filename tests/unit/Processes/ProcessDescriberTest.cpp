@@ -469,9 +469,11 @@ TEST_F(ProcessDescriberTest, BlockingProcessesComeByProcessIdAfterOneLsof) {
                                 "p10\ncfoo\nf1\nar\nn" + folder + "/a\nf2\naw\nn" + folder + "/b\n" +  //
                                 "p40\ncbar\nf1\nar\nn" + outside + "\n" +                              //
                                 "p50\ncgone\nf1\nar\nn" + folder + "/c\n"});
-  const ToolDouble ps("/bin/ps", {.status = 1,
-                                  .script = "case $2 in 10) echo '1 0 a b c d e /bin/foo'; exit 0;; "
-                                            "30) echo '1 0 a b c d e /bin/zsh'; exit 0;; esac"});
+  const ToolDouble ps(
+      "/bin/ps",
+      {.status = 1,
+       .script =
+           "case $2 in 10) echo '1 0 a b c d e /bin/foo'; exit 0;; 30) echo '1 0 a b c d e /bin/zsh'; exit 0;; esac"});
   const auto found = ProcessDescriber::blockingProcesses(folder);
   ASSERT_EQ(found.size(), 2U);
   EXPECT_EQ(found[0].pid, 10);
@@ -540,8 +542,8 @@ TEST_F(ProcessDescriberTest, AMessageNamesExamplesAndIdentifiers) {
   process.parentAppName = "Terminal";
   EXPECT_EQ(
       ProcessDescriber::message(process),
-      "X – einzelnes Programm, Benutzerprogramm (com.x, PID 1234) hält 5 Dateien in diesem Ordner offen, "
-      "z. B. …/a, …/b, …/c. Gehört zu Terminal.");
+      "X – einzelnes Programm, Benutzerprogramm (com.x, PID 1234) hält 5 Dateien in diesem Ordner offen, z. B. …/a, …/b, …/c. "
+      "Gehört zu Terminal.");
 }
 
 TEST_F(ProcessDescriberTest, AMessageTellsOwnerAndBackgroundService) {

@@ -188,8 +188,10 @@ TEST(MountErrorsTest, ANonEmptyMountPointIsExplained) {
       error.what(),
       ("Der Ordner ist nicht leer – eine App hat ohne virtuelle Festplatte geschrieben (7 Dateien, " +
        ByteFormat::string(2'000'000) +
-       "). Nicht eingehängt, damit nichts verdeckt wird. In der App fragt „Einhängen“, wie es weitergehen "
-       "soll (beiseite legen oder einmischen).\n/p/q")
+       "). "
+       "Nicht eingehängt, damit nichts verdeckt wird. "
+       "In der App fragt „Einhängen“, wie es weitergehen soll (beiseite legen oder einmischen).\n"
+       "/p/q")
           .c_str());
   EXPECT_EQ(error, MountPointNotEmptyError("/p/q", error.contents()));
   EXPECT_FALSE(error == MountPointNotEmptyError("/p/r", error.contents()));
@@ -206,11 +208,10 @@ TEST(MountErrorsTest, AFolderThatTheSystemProtectsIsExplainedSo) {
   EXPECT_STREQ(
       error.what(),
       "macOS verweigert Fernwahrung den Zugriff auf diesen Ordner:\n/missing/folder\n\n"
-      "Er gehört einer anderen App und ist durch den Datenschutz von macOS geschützt. Bitte unter "
-      "Systemeinstellungen → Datenschutz & Sicherheit → Festplattenvollzugriff „Fernwahrung“ einschalten "
-      "(und, falls aufgeführt, das Hilfsprogramm „fernwahrung“), dann die App neu starten.\n\n"
-      "Es wurde nichts eingehängt und nichts verändert. Ob im Ordner Daten liegen, kann ohne diese "
-      "Freigabe nicht geprüft werden.");
+      "Er gehört einer anderen App und ist durch den Datenschutz von macOS geschützt. "
+      "Bitte unter Systemeinstellungen → Datenschutz & Sicherheit → Festplattenvollzugriff „Fernwahrung“ einschalten (und, falls aufgeführt, das Hilfsprogramm „fernwahrung“), dann die App neu starten.\n\n"
+      "Es wurde nichts eingehängt und nichts verändert. "
+      "Ob im Ordner Daten liegen, kann ohne diese Freigabe nicht geprüft werden.");
 }
 
 TEST_F(DirectoryStateTest, AFolderWhoseOwnModeForbidsReadingIsExplainedSo) {
@@ -222,10 +223,11 @@ TEST_F(DirectoryStateTest, AFolderWhoseOwnModeForbidsReadingIsExplainedSo) {
   EXPECT_STREQ(
       AccessDeniedError(folder_ / "closed", true).what(),
       ("Die Zugriffsrechte dieses Ordners erlauben Fernwahrung das Lesen nicht:\n" + (folder_ / "closed") +
-       "\n\nBitte die Rechte im Finder (Informationen) oder mit chmod korrigieren, dann erneut "
-       "versuchen.\n\nDie virtuelle Festplatte wurde dafür kurz ausgehängt und bleibt ausgehängt, bis der "
-       "Zugriff möglich ist. Es wurde nichts verändert oder gelöscht. Ob im Ordner Daten liegen, kann ohne "
-       "Lesezugriff nicht geprüft werden.")
+       "\n\n"
+       "Bitte die Rechte im Finder (Informationen) oder mit chmod korrigieren, dann erneut versuchen.\n\n"
+       "Die virtuelle Festplatte wurde dafür kurz ausgehängt und bleibt ausgehängt, bis der Zugriff möglich ist. "
+       "Es wurde nichts verändert oder gelöscht. "
+       "Ob im Ordner Daten liegen, kann ohne Lesezugriff nicht geprüft werden.")
           .c_str());
   ASSERT_EQ(::chmod((folder_ / "closed").c_str(), 0500), 0);
   EXPECT_FALSE(AccessDeniedError(folder_ / "closed", true).isUnixPermission());

@@ -320,10 +320,9 @@ TEST_F(FileOpsTest, ALockThatIsRefusedIsToldWithTheReason) {
 }
 
 TEST_F(FileOpsTest, AFailedCloneSaysWhatTheDriveMustBe) {
-  EXPECT_EQ(
-      messageOf([&] { FileOps::clone(folder_ / "missing", folder_ / "copy"); }),
-      "Sicherheits-Klon konnte nicht angelegt werden (No such file or directory). Das Ziellaufwerk muss "
-      "APFS sein.");
+  EXPECT_EQ(messageOf([&] { FileOps::clone(folder_ / "missing", folder_ / "copy"); }),
+            "Sicherheits-Klon konnte nicht angelegt werden (No such file or directory). "
+            "Das Ziellaufwerk muss APFS sein.");
   EXPECT_EQ(logText(), "");
 }
 

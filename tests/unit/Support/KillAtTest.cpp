@@ -173,10 +173,12 @@ TEST_F(KillAtTest, StopsARunThatNeverEnds) {
 TEST_F(KillAtTest, PassesSignalsAndStopsOn) {
   EXPECT_EQ(KillAt::run(shell("kill -TERM $$")).status, 128 + SIGTERM);
   EXPECT_EQ(KillAt::run(shell("trap 'exit 5' TERM; kill -TERM $$; exit 6")).status, 5);
-  EXPECT_EQ(KillAt::run(shell("main=$$; (until grep -q '^State:.*[Tt]' /proc/$main/status; do :; done; "
-                              "kill -CONT $main) & kill -STOP $$; exit 8"))
-                .status,
-            8);
+  EXPECT_EQ(
+      KillAt::run(
+          shell(
+              "main=$$; (until grep -q '^State:.*[Tt]' /proc/$main/status; do :; done; kill -CONT $main) & kill -STOP $$; exit 8"))
+          .status,
+      8);
 }
 
 TEST_F(KillAtTest, LeavesOutIgnoredPaths) {

@@ -37,10 +37,11 @@ TEST_F(RelocateCommandTest, WithoutATerminalItDoesNotAsk) {
   EXPECT_EQ(result.code, ExitCode::done) << result.err;
   EXPECT_TRUE(isRelocated());
   EXPECT_EQ(result.err, "");
-  EXPECT_NE(result.out.find(
-                "Ferngewahrt. Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – "
-                "teste vorher die App.\n"),
-            std::string::npos);
+  EXPECT_NE(
+      result.out.find(
+          "Ferngewahrt. "
+          "Das Original bleibt umbenannt erhalten, bis du es in den Papierkorb legst – teste vorher die App.\n"),
+      std::string::npos);
 }
 
 TEST_F(RelocateCommandTest, TheDocumentIsTheRecordOfTheRelocation) {
@@ -179,10 +180,9 @@ TEST_F(RelocateCommandTest, WarningsReachAScriptToo) {
   writeFile(source_ + "/a", "12345");
   const HelperResult result = relocate({});
   EXPECT_EQ(result.code, ExitCode::done);
-  EXPECT_EQ(
-      result.err,
-      "Hinweis: Das ist der Ordner einer Sandbox-App. Ein Symlink funktioniert dort meist NICHT – besser "
-      "„Virtuelle Festplatte“ wählen.\n");
+  EXPECT_EQ(result.err,
+            "Hinweis: Das ist der Ordner einer Sandbox-App. "
+            "Ein Symlink funktioniert dort meist NICHT – besser „Virtuelle Festplatte“ wählen.\n");
 }
 
 TEST_F(RelocateCommandTest, AndBackAgain) {
@@ -202,8 +202,8 @@ TEST_F(RelocateCommandTest, RestoreSaysWhereTheDataLies) {
   ASSERT_EQ(relocate({}).code, ExitCode::done);
   const HelperResult result = runHelper({"restore", "quelle"});
   EXPECT_NE(result.out.find(
-                "Die Daten liegen wieder auf dem Mac. Die externe Kopie ist noch vorhanden – du kannst sie "
-                "später in den Papierkorb legen.\n"),
+                "Die Daten liegen wieder auf dem Mac. "
+                "Die externe Kopie ist noch vorhanden – du kannst sie später in den Papierkorb legen.\n"),
             std::string::npos);
 }
 

@@ -23,8 +23,7 @@ TEST(RelocationText, OneRowEachWithItsFindings) {
            status(RelocationStatus::Health::error, "Nicht eingehängt", {"Eins.", "Zwei."})}),
       "   ID        Name    Art                   Zustand           Ordner → Speicher\n"
       "✓  68753A44  Mail    Symlink               Verlinkt          /Users/a/Mail → /Volumes/Nicht da/Mail\n"
-      "✗  F00D0001  Müller  Virtuelle Festplatte  Nicht eingehängt  /Users/a/Müller → /Volumes/Nicht "
-      "da/Müller\n"
+      "✗  F00D0001  Müller  Virtuelle Festplatte  Nicht eingehängt  /Users/a/Müller → /Volumes/Nicht da/Müller\n"
       "     Eins.\n"
       "     Zwei.\n");
 }

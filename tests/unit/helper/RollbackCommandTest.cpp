@@ -160,10 +160,10 @@ TEST_F(RollbackCommandTest, OneThatFailsDoesNotStopTheOthers) {
   const std::string bad = stuck(thirdId, "Fotos", "2026-11-16T10:09:15Z");
   const HelperResult result = runHelper({"rollback", "--all"});
   EXPECT_EQ(result.code, ExitCode::failed);
-  EXPECT_EQ(result.err,
-            "Fernwahren „Fotos“ (F00D0001-4D6F-1226-9C60-0050E4C00067): Der neue Einhängepunkt ist nicht "
-            "leer: " +
-                bad + "\n");
+  EXPECT_EQ(
+      result.err,
+      "Fernwahren „Fotos“ (F00D0001-4D6F-1226-9C60-0050E4C00067): Der neue Einhängepunkt ist nicht leer: " +
+          bad + "\n");
   EXPECT_EQ(result.out, "Fernwahren „Mail“: Der unterbrochene Vorgang wurde zurückgerollt.\n");
   EXPECT_EQ(readFile(good + "/a"), "Mail");
   EXPECT_EQ(readFile(bad + ".ORIGINAL-1/a"), "Fotos");
