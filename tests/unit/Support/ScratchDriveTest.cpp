@@ -135,8 +135,8 @@ std::string fileSystemName(const testing::TestParamInfo<ScratchDrive::FileSystem
       return "ext4";
     case ScratchDrive::FileSystem::xfs:
       return "xfs";
-    case ScratchDrive::FileSystem::exfat:
-      return "exfat";
+    case ScratchDrive::FileSystem::ext2:
+      return "ext2";
   }
   return "";
 }
