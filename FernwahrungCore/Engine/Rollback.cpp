@@ -183,10 +183,10 @@ void provideMountPoint(Journal& journal) {
   }
 }
 
-/// A whole copy on the Mac goes to the Trash only while the storage, which restore never changes, is there.
+/// Data that has come back to its place leaves it only for the storage, which restore never changes.
 void requireStorage(const Journal& journal) {
   const std::string& storage = journal.relocation.storagePath;
-  if (!journal.has("verified") || FileOps::exists(storage)) return;
+  if (FileOps::exists(storage)) return;
   throw FernwahrungError::message(
       fmt::format("Der Speicherort ist nicht erreichbar: {}\n"
                   "Die zurückgeholten Daten sind vielleicht die einzigen; deshalb wird nichts zurückgerollt.",
@@ -198,12 +198,11 @@ void rollbackRestore(Journal& journal) {
   const std::string& source = relocation.sourcePath;
   auto staging = journal.path("staging");
 
-  requireStorage(journal);
+  const bool dataIsBack = staging && !FileOps::exists(*staging) && restoredDataIsAtSource(journal);
+  if (dataIsBack) requireStorage(journal);
   // restore saves the list after this step, and may have died before it could note that
   if (journal.has("stagingRenamed") || journal.has("registered")) restoreRegistryEntry(journal);
-  if (staging && !FileOps::exists(*staging) && restoredDataIsAtSource(journal)) {
-    FileOps::renameExclusive(source, *staging);
-  }
+  if (dataIsBack) FileOps::renameExclusive(source, *staging);
   if (relocation.kind == RelocationKind::symlink) {
     if (!FileOps::exists(source)) createSymlink(relocation.storagePath, source);
   } else {
