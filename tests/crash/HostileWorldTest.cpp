@@ -40,6 +40,20 @@ class HostileWorld : public Scene {
     return {FERNWAHRUNG_HELPER, "relocate", "--yes",        "--source",  source, "--storage",
             drive->path(),      "--kind",   rawValue(kind), "--size-gb", "2",    "--no-spotlight"};
   }
+
+  /// "Bibliothek", "privat" and "Laufwerk" in a folder of uid 65534, whose path is returned.
+  std::string makeSourceOfAnOrdinaryUser(const TempFolder& share) {
+    EXPECT_EQ(::chmod(share.path().c_str(), 0777), 0);
+    const std::string user = share / "Benutzer";
+    source = user + "/Bibliothek";
+    writeFile(source + "/offen/a", "a");
+    writeFile(source + "/zu/b", "b");
+    makeFolder(user + "/privat");
+    makeFolder(user + "/Laufwerk");
+    mustRun({"chown", "-R", "65534:65534", user});
+    before = TreeManifest::of(source);
+    return user;
+  }
 };
 
 TEST_F(HostileWorld, DriveFullDuringTheCopy) {
@@ -208,15 +222,7 @@ TEST_F(HostileWorld, ReadErrorInTheSourceWhileCopyingAndComparing) {
 TEST_F(HostileWorld, SourceLosesItsReadPermissionHalfWay) {
   // an ordinary user's folder: root reads everything
   TempFolder share;
-  ASSERT_EQ(::chmod(share.path().c_str(), 0777), 0);
-  std::string user = share / "Benutzer";
-  source = user + "/Bibliothek";
-  writeFile(source + "/offen/a", "a");
-  writeFile(source + "/zu/b", "b");
-  makeFolder(user + "/privat");
-  makeFolder(user + "/Laufwerk");
-  mustRun({"chown", "-R", "65534:65534", user});
-  before = TreeManifest::of(source);
+  const std::string user = makeSourceOfAnOrdinaryUser(share);
   ::chmod((source + "/zu").c_str(), 0);
   auto asUser = [&](std::vector<std::string> arguments) {
     std::vector<std::string> argv{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
@@ -236,15 +242,7 @@ TEST_F(HostileWorld, SourceLosesItsReadPermissionHalfWay) {
 
 TEST_F(HostileWorld, SourceLosesItsReadPermissionDuringTheCopyAndDuringTheComparison) {
   TempFolder share;
-  ASSERT_EQ(::chmod(share.path().c_str(), 0777), 0);
-  std::string user = share / "Benutzer";
-  source = user + "/Bibliothek";
-  writeFile(source + "/offen/a", "a");
-  writeFile(source + "/zu/b", "b");
-  makeFolder(user + "/privat");
-  makeFolder(user + "/Laufwerk");
-  mustRun({"chown", "-R", "65534:65534", user});
-  before = TreeManifest::of(source);
+  const std::string user = makeSourceOfAnOrdinaryUser(share);
   // the program finds its tools beside itself
   makeFolder(share / "bin/host-tools");
   std::filesystem::copy_file(FERNWAHRUNG_HELPER, share / "bin/fernwahrung");

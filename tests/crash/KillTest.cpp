@@ -2,10 +2,8 @@
 // everything is as it was. A short run looks at each call that touches the user's folder and at the one after
 // it, at the renaming of each new state of the list and the journal, and at some of all the others; with
 // FERNWAHRUNG_TEST_FULL set, at every one.
-#include "Scene.h"
+#include "KillScene.h"
 #include "support/Files.h"
-#include "support/KillAt.h"
-#include "support/Program.h"
 
 #include "Engine/Relocate.h"
 #include "Engine/Status.h"
@@ -14,9 +12,7 @@
 #include "Storage/FileOps.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <gmock/gmock.h>
-#include <set>
 
 namespace fernwahrung {
 namespace {
@@ -37,60 +33,15 @@ std::string caseName(const testing::TestParamInfo<Case>& info) {
          (info.param.mode == KillAt::Mode::main ? "_programDies" : "_everythingDies");
 }
 
-bool isRename(const std::string& call, const std::string& target) {
-  return call.starts_with("rename ") && call.find(" -> ") != std::string::npos &&
-         call.find(target, call.find(" -> ")) != std::string::npos;
-}
-
-class KillTest : public Scene, public testing::WithParamInterface<Case> {
+class KillTest : public KillScene, public testing::WithParamInterface<Case> {
  protected:
-  void SetUp() override {
-    if (auto reason = KillAt::unavailable()) GTEST_SKIP() << *reason;
-    Scene::SetUp();
-  }
-
-  /// The calls to die at, from a run that was only counted.
-  static std::vector<int> moments(const std::vector<std::string>& calls, const std::string& source) {
-    const int sparse = 23;
-    const bool all = std::getenv("FERNWAHRUNG_TEST_FULL") != nullptr;
-    std::set<int> chosen;
-    bool touched = false;
-    for (int n = 1; n <= static_cast<int>(calls.size()); ++n) {
-      const std::string& call = calls[static_cast<std::size_t>(n - 1)];
-      bool copying = call.ends_with("[cp]") || call.ends_with("[ditto]");
-      bool touchesTheFolder = call.find(source) != std::string::npos && !copying;
-      bool touchesTheList = call.find("registry.json") != std::string::npos;
-      // what a journal says changes with its renaming alone
-      bool noted = isRename(call, "/journal/");
-      if (all || touchesTheFolder || touchesTheList || noted || n % sparse == 0) chosen.insert(n);
-      // before the call after it: that one is done, and nothing is noted yet
-      if (touched) chosen.insert(n);
-      touched = touchesTheFolder;
-    }
-    return {chosen.begin(), chosen.end()};
-  }
-
   std::vector<std::string> relocateCommand(RelocationKind kind) const {
     return {"relocate", "--yes",        "--source",  source, "--storage",     drive->path(),
             "--kind",   rawValue(kind), "--size-gb", "2",    "--no-spotlight"};
   }
 
-  /// Runs the helper until its n-th call, and waits for the tools it leaves behind.
-  KillAt::Result runUntil(const std::vector<std::string>& arguments, int n, bool recordCalls = false) {
-    std::vector<std::string> argv{FERNWAHRUNG_HELPER};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    KillAt run({.argv = argv, .killAt = n, .mode = GetParam().mode, .recordCalls = recordCalls});
-    run.wait();
-    EXPECT_TRUE(run.waitForTree());
-    return run.result();
-  }
-
-  void rollBackInAFreshProcess() {
-    ProgramResult result = runProgram({FERNWAHRUNG_HELPER, "rollback", "--all"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(Journal::unfinished(), IsEmpty());
-    EXPECT_EQ(runProgram({FERNWAHRUNG_HELPER, "rollback", "--all"}).status, 0)
-        << "a second rollback finds nothing";
+  KillAt::Result runUntil(const std::vector<std::string>& arguments, int n, bool recordCalls = false) const {
+    return KillScene::runUntil(arguments, {.killAt = n, .mode = GetParam().mode, .recordCalls = recordCalls});
   }
 
   /// Back to a plain folder, by hand, after a run that got through.
@@ -144,7 +95,7 @@ TEST_P(KillTest, RelocateAtEveryInstant) {
   emptyTrashAndRecords();
 
   int rolledBack = 0, gotThrough = 0, keptEntries = 0;
-  const std::vector<int> ns = moments(counted.calls, source);
+  const std::vector<int> ns = moments(counted.calls, /*sparse=*/23);
   for (int n : ns) {
     KillAt::Result run = runUntil(command, n);
     if (!run.killed) {
@@ -216,7 +167,7 @@ TEST_P(KillTest, RestoreAtEveryInstant) {
   arrangeAgain();
 
   int rolledBack = 0, gotThrough = 0;
-  const std::vector<int> ns = moments(counted.calls, source);
+  const std::vector<int> ns = moments(counted.calls, /*sparse=*/23);
   for (int n : ns) {
     KillAt::Result run = runUntil(command, n);
     SCOPED_TRACE("killed before call " + std::to_string(n) + " of " + std::to_string(counted.total) + ": " +
@@ -293,7 +244,7 @@ TEST_P(KillTest, RollbackAtEveryInstant) {
     return std::any_of(copies.begin(), copies.end(), isWhole);
   };
 
-  const std::vector<int> ns = moments(counted.calls, source);
+  const std::vector<int> ns = moments(counted.calls, /*sparse=*/23);
   for (int n : ns) {
     dieInTheEnd();
     const KillAt::Result run = runUntil(rollback, n);

@@ -1,8 +1,7 @@
 // Mounting, the way back from an image that is not mounted, and the undoing of a way back, killed at some of
 // their changing system calls: the same command, or a rollback, then brings everything into order.
-#include "Scene.h"
+#include "KillScene.h"
 #include "support/Files.h"
-#include "support/KillAt.h"
 #include "support/Program.h"
 
 #include "Engine/Mount.h"
@@ -11,7 +10,6 @@
 #include "Storage/DiskImage.h"
 #include "Storage/FileOps.h"
 
-#include <cstdlib>
 #include <gmock/gmock.h>
 
 namespace fernwahrung {
@@ -19,11 +17,10 @@ namespace {
 
 using testing::IsEmpty;
 
-class MountKillTest : public Scene, public testing::WithParamInterface<KillAt::Mode> {
+class MountKillTest : public KillScene, public testing::WithParamInterface<KillAt::Mode> {
  protected:
   void SetUp() override {
-    if (auto reason = KillAt::unavailable()) GTEST_SKIP() << *reason;
-    Scene::SetUp();
+    KillScene::SetUp();
     if (IsSkipped()) return;
     makeSource({.depth = 3, .manyFiles = 2, .bigFile = false});
     relocation = relocate(RelocationKind::image);
@@ -31,32 +28,8 @@ class MountKillTest : public Scene, public testing::WithParamInterface<KillAt::M
     DiskImage::detach(source);
   }
 
-  /// Every call that names the folder, and of the others each `sparse`-th.
-  std::vector<int> moments(const std::vector<std::string>& calls, int sparse) const {
-    const bool all = std::getenv("FERNWAHRUNG_TEST_FULL") != nullptr;
-    std::vector<int> result;
-    for (int n = 1; n <= static_cast<int>(calls.size()); ++n) {
-      const std::string& call = calls[static_cast<std::size_t>(n - 1)];
-      const bool isCopying = call.ends_with("[cp]") || call.ends_with("[ditto]");
-      const bool namesTheFolder = call.find(source) != std::string::npos && !isCopying;
-      if (all || namesTheFolder || n % sparse == 0) result.push_back(n);
-    }
-    return result;
-  }
-
   KillAt::Result runUntil(const std::vector<std::string>& arguments, int n, bool recordCalls = false) const {
-    std::vector<std::string> argv{FERNWAHRUNG_HELPER};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    KillAt run({.argv = argv, .killAt = n, .mode = GetParam(), .recordCalls = recordCalls});
-    run.wait();
-    EXPECT_TRUE(run.waitForTree());
-    return run.result();
-  }
-
-  void rollBackInAFreshProcess() const {
-    const ProgramResult result = runProgram({FERNWAHRUNG_HELPER, "rollback", "--all"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(Journal::unfinished(), IsEmpty());
+    return KillScene::runUntil(arguments, {.killAt = n, .mode = GetParam(), .recordCalls = recordCalls});
   }
 
   /// From a way back that got through to the unmounted image again, without copying.
