@@ -1,6 +1,7 @@
 #include "Drive.h"
 #include "HelperRun.h"
 #include "support/Files.h"
+#include "support/ScratchDrive.h"
 #include "support/ToolDouble.h"
 
 #include "Foundation/OperationLock.h"
@@ -134,6 +135,30 @@ TEST_F(RelocateCommandTest, TheBlockersOfAPlanLeaveEverythingAsItWas) {
     EXPECT_EQ(namesIn(storage_).size(), 0U);
     EXPECT_FALSE(exists(home_ / "journal"));
   }
+}
+
+TEST_F(RelocateCommandTest, AFolderDoesNotGoWhereItIsAlready) {
+  const HelperResult blocked =
+      runHelper({"relocate", "--source", source_, "--kind", "symlink", "--storage", folder_.path()});
+  EXPECT_EQ(blocked.code, ExitCode::blocked);
+  EXPECT_NE(blocked.err.find("Am Ziel gibt es bereits „quelle“. Bitte anderen Namen wählen.\n"),
+            std::string::npos)
+      << blocked.err;
+  EXPECT_EQ(readFile(source_ + "/a"), "12345");
+  EXPECT_FALSE(exists(home_ / "journal"));
+}
+
+TEST_F(RelocateCommandTest, ADriveOfAForeignFormatIsRefused) {
+  const auto format = ScratchDrive::FileSystem::ext2;
+  if (auto reason = ScratchDrive::unavailable(format)) GTEST_SKIP() << *reason;
+  const ScratchDrive foreign({.fileSystem = format});
+  const HelperResult blocked =
+      runHelper({"relocate", "--source", source_, "--kind", "symlink", "--storage", foreign.path()});
+  EXPECT_EQ(blocked.code, ExitCode::blocked);
+  EXPECT_EQ(blocked.err, "Das Ziellaufwerk hat das Format „ext2“. Nötig ist APFS (oder Mac OS Extended).\n");
+  EXPECT_FALSE(exists(foreign.path() + "/quelle"));
+  EXPECT_FALSE(isRelocated());
+  EXPECT_FALSE(exists(home_ / "journal"));
 }
 
 TEST_F(RelocateCommandTest, ALineBreakInTheNameIsNoObstacle) {
