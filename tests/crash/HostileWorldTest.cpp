@@ -41,7 +41,8 @@ class HostileWorld : public Scene {
             drive->path(),      "--kind",   rawValue(kind), "--size-gb", "2",    "--no-spotlight"};
   }
 
-  /// "Bibliothek", "privat" and "Laufwerk" in a folder of uid 65534, whose path is returned.
+  /// "Bibliothek", "privat" and "Laufwerk" in a folder of uid 65534, whose path is returned. The programs are
+  /// copied to "bin" beside it: that user may not be able to look into the folder in which they were built.
   std::string makeSourceOfAnOrdinaryUser(const TempFolder& share) {
     EXPECT_EQ(::chmod(share.path().c_str(), 0777), 0);
     const std::string user = share / "Benutzer";
@@ -52,7 +53,21 @@ class HostileWorld : public Scene {
     makeFolder(user + "/Laufwerk");
     mustRun({"chown", "-R", "65534:65534", user});
     before = TreeManifest::of(source);
+    const std::string built = PathString::parent(FERNWAHRUNG_HELPER);
+    makeFolder(share / "bin");
+    for (const char* program : {"/fernwahrung", "/fernwahrung-host"})
+      std::filesystem::copy_file(built + program, share / "bin" + program);
+    std::filesystem::copy(
+        built + "/host-tools", share / "bin/host-tools",
+        std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
     return user;
+  }
+  static ProgramResult runAsOrdinaryUser(const TempFolder& share, const std::vector<std::string>& arguments) {
+    std::vector<std::string> argv{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                                  share / "bin/fernwahrung"};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    return runProgram(argv,
+                      {.environment = {{"FERNWAHRUNG_HOME", share / "Benutzer/privat"}}, .folder = "/"});
   }
 };
 
@@ -224,14 +239,8 @@ TEST_F(HostileWorld, SourceLosesItsReadPermissionHalfWay) {
   TempFolder share;
   const std::string user = makeSourceOfAnOrdinaryUser(share);
   ::chmod((source + "/zu").c_str(), 0);
-  auto asUser = [&](std::vector<std::string> arguments) {
-    std::vector<std::string> argv{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
-                                  FERNWAHRUNG_HELPER};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    return runProgram(argv, {.environment = {{"FERNWAHRUNG_HOME", user + "/privat"}}});
-  };
-  ProgramResult result =
-      asUser({"relocate", "--yes", "--kind", "symlink", "--source", source, "--storage", user + "/Laufwerk"});
+  ProgramResult result = runAsOrdinaryUser(
+      share, {"relocate", "--yes", "--kind", "symlink", "--source", source, "--storage", user + "/Laufwerk"});
   EXPECT_EQ(result.status, 4);
   EXPECT_THAT(result.err,
               HasSubstr("Der Ordner kann nicht vollständig gelesen werden (fehlende Berechtigung?)."));
@@ -243,9 +252,7 @@ TEST_F(HostileWorld, SourceLosesItsReadPermissionHalfWay) {
 TEST_F(HostileWorld, SourceLosesItsReadPermissionDuringTheCopyAndDuringTheComparison) {
   TempFolder share;
   const std::string user = makeSourceOfAnOrdinaryUser(share);
-  // the program finds its tools beside itself
-  makeFolder(share / "bin/host-tools");
-  std::filesystem::copy_file(FERNWAHRUNG_HELPER, share / "bin/fernwahrung");
+  std::filesystem::remove(share / "bin/host-tools/ditto");
   struct Moment {
     std::string ditto;
     std::string sentence;
@@ -255,10 +262,8 @@ TEST_F(HostileWorld, SourceLosesItsReadPermissionDuringTheCopyAndDuringTheCompar
         Moment{"cp -a \"$1/.\" \"$2\"\nchmod 0 \"$1/zu\"\n",
                "Der Ordner kann nicht gelesen werden: " + source + "/zu (Permission denied)"}}) {
     writeFile(share / "bin/host-tools/ditto", "#!/bin/sh\n" + script, 0755);
-    ProgramResult result = runProgram(
-        {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", share / "bin/fernwahrung", "relocate",
-         "--yes", "--kind", "symlink", "--source", source, "--storage", user + "/Laufwerk"},
-        {.environment = {{"FERNWAHRUNG_HOME", user + "/privat"}}});
+    ProgramResult result = runAsOrdinaryUser(share, {"relocate", "--yes", "--kind", "symlink", "--source",
+                                                     source, "--storage", user + "/Laufwerk"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr(sentence));
     EXPECT_THAT(result.err, testing::Not(HasSubstr("Zusätzlich")));

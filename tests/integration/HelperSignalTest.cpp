@@ -234,9 +234,9 @@ TEST_F(HelperSignalTest, AKilledOneIsRolledBackByTheNext) {
   const ProgramResult rollback = runProgram({helper_, "rollback"});
   EXPECT_EQ(rollback.status, 0) << rollback.err;
   EXPECT_EQ(rollback.out, "Fernwahren „daten“: Der unterbrochene Vorgang wurde zurückgerollt.\n");
-  // The copy tool of the killed run lives on until it is told to end; by now its target is in the Trash.
-  letCopyGoOn();
   expectAsBefore();
+  // The copy tool of the killed run lives on until it is told to end, and makes what it then can.
+  letCopyGoOn();
 }
 
 /// The near end of a terminal that a program believes to sit at.

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <grp.h>
 #include <gtest/gtest.h>
@@ -19,6 +20,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 /// Asked by the address sanitizer where it is built in: its search for leaks cannot attach to a process in a
 /// name space of its own. The same tests are searched when they run as root.
@@ -71,6 +73,27 @@ int runAsNobody() {
   return RUN_ALL_TESTS();
 }
 
+bool reachesThePrograms(const std::string& folder) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(becomeNobody() && ::access((folder + "/host-tools").c_str(), X_OK) == 0 ? 0 : 1);
+  int status = -1;
+  return ::waitpid(child, &status, 0) == child && status == 0;
+}
+
+/// The same tests again from a place that the user can reach, which a folder of root's may not be. The tools
+/// are looked for beside the program that runs.
+[[noreturn]] void runCopiesAsNobody(const std::string& built, const std::string& folder, char** argv) {
+  const std::string program = folder + "/contract-host-user";
+  std::filesystem::copy_file(built + "/contract-host-user", program);
+  std::filesystem::copy_file(built + "/fernwahrung-host", folder + "/fernwahrung-host");
+  std::filesystem::copy(
+      built + "/host-tools", folder + "/host-tools",
+      std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
+  if (becomeNobody() && ::chdir("/") == 0) ::execv(program.c_str(), argv);
+  std::perror(program.c_str());
+  ::_exit(1);
+}
+
 int statusOf(pid_t child) {
   for (int status = 0;;) {
     // The first process of a name space inherits the orphans of all others.
@@ -81,27 +104,35 @@ int statusOf(pid_t child) {
 }
 
 /// As the first process of the name space: all others end with it, and it ends with the one that started it.
-int superviseTests() {
+int superviseTests(char** argv) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   ::mount("proc", "/proc", "proc", 0, nullptr);
   letGoOfOthersMounts();
   openFuseToAll();
+  const std::string built = PathString::parent(std::filesystem::read_symlink("/proc/self/exe").string());
+  const bool isReachable = reachesThePrograms(built);
+  const TempFolder copies;
+  if (!isReachable) ::chmod(copies.path().c_str(), 0755);
   const pid_t tests = ::fork();
-  return tests == 0 ? runAsNobody() : statusOf(tests);
+  if (tests == 0 && !isReachable) runCopiesAsNobody(built, copies.path(), argv);
+  if (tests == 0) std::exit(runAsNobody());
+  return statusOf(tests);
 }
 
-int runInNameSpaces() {
+int runInNameSpaces(char** argv) {
   if (::unshare(CLONE_NEWNS | CLONE_NEWPID) != 0) return runAsNobody();
   ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
   const pid_t supervisor = ::fork();
-  return supervisor == 0 ? superviseTests() : statusOf(supervisor);
+  return supervisor == 0 ? superviseTests(argv) : statusOf(supervisor);
 }
 
 }  // namespace
 }  // namespace fernwahrung
 
 int main(int argc, char** argv) {
+  std::vector<char*> arguments(argv, argv + argc + 1);  // GoogleTest takes its own out
   testing::InitGoogleTest(&argc, argv);
-  if (::geteuid() == 0 && !testing::GTEST_FLAG(list_tests)) return fernwahrung::runInNameSpaces();
+  if (::geteuid() == 0 && !testing::GTEST_FLAG(list_tests))
+    return fernwahrung::runInNameSpaces(arguments.data());
   return RUN_ALL_TESTS();
 }
