@@ -70,7 +70,7 @@ class HelperSignalTest : public testing::Test {
     storage_ = *drive_ / "ziel";
     makeFolder(storage_);
     // The program finds its tools beside itself. The first copy begins and then waits for a word; a later one
-    // is that of the Trash, which lies on another volume.
+    // is that of the Trash, which lies on another volume. With the folder the waiting ends too.
     makeFolder(folder_ / "bin/host-tools");
     std::filesystem::copy_file(FERNWAHRUNG_HELPER, helper_);
     writeFile(folder_ / "bin/host-tools/ditto",
@@ -81,7 +81,7 @@ class HelperSignalTest : public testing::Test {
                   "if [ ! -e started ]; then\n"
                   "  cp \"$1/a\" \"$2/a\"\n"
                   "  : > started\n"
-                  "  while [ ! -e go ]; do sleep 0.02; done\n"
+                  "  while [ -e started ] && [ ! -e go ]; do sleep 0.02; done\n"
                   "fi\n"
                   "exec cp -a \"$1/.\" \"$2\"\n",
               0755);
