@@ -1,5 +1,7 @@
 #include "Scene.h"
 #include "support/Files.h"
+#include "support/InjectFault.h"
+#include "support/Program.h"
 #include "support/ToolDouble.h"
 
 #include "Engine/Preflight.h"
@@ -330,6 +332,23 @@ TEST_F(RelocateTest, FailedRollbackIsToldWithBothSentencesAndTheJournalStaysOpen
   EXPECT_THAT(error, HasSubstr("Bitte nicht von Hand eingreifen."));
   EXPECT_EQ(sourceDifference(), "");
   ASSERT_THAT(Journal::unfinished(), SizeIs(1));
+}
+
+TEST_F(RelocateTest, UnknownFreeSpaceIsNoReasonAgainstIt) {
+  if (auto reason = InjectFault::unavailable()) GTEST_SKIP() << *reason;
+  makeSource({.depth = 3, .manyFiles = 2, .bigFile = false});
+  ScratchDrive small({.bytes = 512LL << 20});
+  const std::vector<std::string> command{FERNWAHRUNG_HELPER, "check",      "--source", source,
+                                         "--storage",        small.path(), "--kind",   "symlink"};
+  ProgramResult known = runProgram(command);
+  EXPECT_EQ(known.status, 4);
+  EXPECT_THAT(known.out, HasSubstr("Zu wenig Platz am Ziel: "));
+
+  // the first question is for the drive's format
+  ProgramResult unknown =
+      InjectFault::run(command, {.calls = "fstatfs", .error = "EIO", .when = "2+", .paths = {small.path()}});
+  EXPECT_EQ(unknown.status, 0);
+  EXPECT_THAT(unknown.out, HasSubstr("Der Ordner kann ferngewahrt werden."));
 }
 
 TEST_F(RelocateTest, OneLsofPerQuestionHoweverManyFilesAreOpen) {

@@ -484,19 +484,41 @@ TEST_F(RestoreTest, FaultsOfTheSystemAreNamed) {
   expectStillOffloaded(relocation);
 }
 
-TEST_F(RestoreTest, MarginIsATenthAndTwoGigabytes) {
-  Relocation link = offload(RelocationKind::symlink, small);
-  // the internal disk is a small drive now
+/// An internal disk that is too small for any way back.
+class RestoreOnSmallDiskTest : public RestoreTest {
+ protected:
+  /// A registered link on the small disk.
+  Relocation offloadFromSmallDisk() {
+    smallDisk.emplace(
+        ScratchDrive::Options{.bytes = 1LL << 30, .fileSystem = ScratchDrive::FileSystem::ext4});
+    Relocation link = offload(RelocationKind::symlink, small);
+    link.sourcePath = *smallDisk / "Bibliothek";
+    EXPECT_EQ(::symlink(link.storagePath.c_str(), link.sourcePath.c_str()), 0);
+    RegistryStore::update([&](Registry& registry) { *registry.find(link.id) = link; });
+    return link;
+  }
+
+  std::optional<ScratchDrive> smallDisk;
+};
+
+TEST_F(RestoreOnSmallDiskTest, MarginIsATenthAndTwoGigabytes) {
+  Relocation link = offloadFromSmallDisk();
   std::int64_t allocated = FileOps::treeSize(link.storagePath, false, nullptr).allocatedBytes;
   std::int64_t needed = static_cast<std::int64_t>(static_cast<double>(allocated) * 1.1) + 2'000'000'000;
-  ScratchDrive smallDisk({.bytes = 1LL << 30, .fileSystem = ScratchDrive::FileSystem::ext4});
-  std::string moved = smallDisk / "Bibliothek";
-  ASSERT_EQ(::symlink(link.storagePath.c_str(), moved.c_str()), 0);
-  link.sourcePath = moved;
-  std::int64_t free = *FileOps::freeBytes(smallDisk.path());
+  std::int64_t free = *FileOps::freeBytes(smallDisk->path());
   EXPECT_EQ(restoreError(link), fmt::format("Zu wenig Platz auf dem Mac: nötig ca. {}, frei {}.",
                                             ByteFormat::string(needed), ByteFormat::string(free)));
-  EXPECT_EQ(FileOps::symlinkDestination(moved), link.storagePath);
+  EXPECT_EQ(FileOps::symlinkDestination(link.sourcePath), link.storagePath);
+}
+
+TEST_F(RestoreOnSmallDiskTest, UnknownFreeSpaceDoesNotStopIt) {
+  if (auto reason = InjectFault::unavailable()) GTEST_SKIP() << *reason;
+  Relocation link = offloadFromSmallDisk();
+  ProgramResult result = InjectFault::run({FERNWAHRUNG_HELPER, "restore", link.id.text()},
+                                          {.calls = "fstatfs", .error = "EIO", .paths = {smallDisk->path()}});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(RegistryStore::load().find(link.id)->state, RelocationState::restored);
+  EXPECT_EQ(diff(before, TreeManifest::of(link.sourcePath)), "");
 }
 
 TEST_F(RestoreTest, ImageMountedElsewhereIsNotTouched) {
