@@ -9,13 +9,9 @@ namespace {
 using Closing = WindowFixture;
 
 TEST_F(Closing, WhatOnlyHidesTheWindowNeedsNoQuestion) {
-  addMounted("Bilder");
-  holdOperations();
-  openLoaded();
+  openWithARestoreAtWork();
   window->setStaysWhenClosed([] { return true; });
   QSignalSpy accepted(&*window, &MainWindow::quitAccepted);
-  owned->restore(owned->relocations().front());
-  ASSERT_TRUE(untilBusy());
   EXPECT_TRUE(window->close());
   EXPECT_FALSE(window->isVisible());
   EXPECT_TRUE(questions.asked().empty());
@@ -41,11 +37,7 @@ TEST_F(Closing, WhetherItStaysIsAskedEachTime) {
 }
 
 TEST_F(Closing, ReturnLetsTheOperationGoOn) {
-  addMounted("Bilder");
-  holdOperations();
-  openLoaded();
-  owned->restore(owned->relocations().front());
-  ASSERT_TRUE(untilBusy());
+  openWithARestoreAtWork();
   questions.expect("„Zurückholen“ läuft noch", "Weiterlaufen lassen");
   EXPECT_FALSE(window->close());
   const Question asked = questions.asked().back();

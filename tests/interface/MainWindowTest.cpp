@@ -403,12 +403,8 @@ TEST_F(MainWindowTest, ClosingEndsTheProgramUnlessTheMenuBarItemKeepsIt) {
 }
 
 TEST_F(MainWindowTest, WhileAnOperationRunsItAsksBeforeItEnds) {
-  addMounted("Bilder");
-  holdOperations();
-  openLoaded();
+  openWithARestoreAtWork();
   QSignalSpy accepted(&*window, &MainWindow::quitAccepted);
-  owned->restore(owned->relocations().front());
-  ASSERT_TRUE(untilBusy());
   questions.expect("„Zurückholen“ läuft noch", "Weiterlaufen lassen");
   EXPECT_FALSE(window->close());
   EXPECT_TRUE(window->isVisible());
@@ -425,12 +421,8 @@ TEST_F(MainWindowTest, WhileAnOperationRunsItAsksBeforeItEnds) {
 }
 
 TEST_F(MainWindowTest, AnEndFromOutsideDoesNotWaitForAnybodyToReadAnError) {
-  addMounted("Bilder");
-  holdOperations();
-  openLoaded();
+  openWithARestoreAtWork();
   QSignalSpy accepted(&*window, &MainWindow::quitAccepted);
-  owned->restore(owned->relocations().front());
-  ASSERT_TRUE(untilBusy());
   questions.expect("Fehler", "OK", [&] {
     pumpOnce();
     EXPECT_EQ(accepted.count(), 1);

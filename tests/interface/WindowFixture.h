@@ -71,6 +71,14 @@ class WindowFixture : public ModelFixture {
     pumpOnce();
     return busy;
   }
+  /// The window of one offloaded folder whose way back is held in the middle.
+  void openWithARestoreAtWork() {
+    addMounted("Bilder");
+    holdOperations();
+    openLoaded();
+    owned->restore(owned->relocations().front());
+    EXPECT_TRUE(untilBusy());
+  }
 
   template <class Kind = QWidget>
   Kind* find(const QString& name) {

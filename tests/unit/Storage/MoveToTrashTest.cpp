@@ -299,6 +299,22 @@ class Interference : public Platform::ChangeObserver {
   std::function<void(const std::string&)> onRenamed_;
 };
 
+struct Moved {
+  std::string error;
+  std::string place;
+};
+
+/// Moves the item; when its copy has just got its name in the Trash, something happens.
+Moved moveWhile(const std::string& item, const std::function<void()>& happens) {
+  Moved moved;
+  const Interference late([&](const std::string& place) {
+    moved.place = place;
+    happens();
+  });
+  moved.error = errorOf([&] { FileOps::moveToTrash(item); });
+  return moved;
+}
+
 TEST_F(MoveToTrashAcrossVolumesTest, TheItemIsRemovedOnlyAfterTheCopyHasItsNameOnDisk) {
   const ToolDouble ditto("/usr/bin/ditto", copying);
   makeFolder(trash_);
@@ -321,15 +337,7 @@ TEST_F(MoveToTrashAcrossVolumesTest, TheItemIsRemovedOnlyAfterTheCopyHasItsNameO
 TEST_F(MoveToTrashAcrossVolumesTest, WhatArrivesDuringTheRemovalStays) {
   const ToolDouble ditto("/usr/bin/ditto", copying);
   writeFile(other_ / "item/old", "1");
-  std::string error;
-  std::string place;
-  {
-    const Interference late([&](const std::string& to) {
-      place = to;
-      writeFile(other_ / "item/new", "2");
-    });
-    error = errorOf([&] { FileOps::moveToTrash(other_ / "item"); });
-  }
+  const auto [error, place] = moveWhile(other_ / "item", [&] { writeFile(other_ / "item/new", "2"); });
   EXPECT_EQ(readFile(other_ / "item/new"), "2");
   EXPECT_EQ(readFile(place + "/old"), "1");
   EXPECT_NE(error.find("Die vollständige, geprüfte Kopie liegt im Papierkorb: " + place), std::string::npos)
@@ -339,15 +347,7 @@ TEST_F(MoveToTrashAcrossVolumesTest, WhatArrivesDuringTheRemovalStays) {
 TEST_F(MoveToTrashAcrossVolumesTest, WhatIsWrittenDuringTheRemovalStays) {
   const ToolDouble ditto("/usr/bin/ditto", copying);
   writeFile(other_ / "item/file", "1");
-  std::string error;
-  std::string place;
-  {
-    const Interference late([&](const std::string& to) {
-      place = to;
-      writeFile(other_ / "item/file", "2");
-    });
-    error = errorOf([&] { FileOps::moveToTrash(other_ / "item"); });
-  }
+  const auto [error, place] = moveWhile(other_ / "item", [&] { writeFile(other_ / "item/file", "2"); });
   EXPECT_NE(error.find("Das Objekt hat sich geändert: " + (other_ / "item/file")), std::string::npos)
       << error;
   EXPECT_EQ(readFile(other_ / "item/file"), "2");
