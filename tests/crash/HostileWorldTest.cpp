@@ -53,13 +53,7 @@ class HostileWorld : public Scene {
     makeFolder(user + "/Laufwerk");
     mustRun({"chown", "-R", "65534:65534", user});
     before = TreeManifest::of(source);
-    const std::string built = PathString::parent(FERNWAHRUNG_HELPER);
-    makeFolder(share / "bin");
-    for (const char* program : {"/fernwahrung", "/fernwahrung-host"})
-      std::filesystem::copy_file(built + program, share / "bin" + program);
-    std::filesystem::copy(
-        built + "/host-tools", share / "bin/host-tools",
-        std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
+    copyProgramWithTools(FERNWAHRUNG_HELPER, share / "bin");
     return user;
   }
   static ProgramResult runAsOrdinaryUser(const TempFolder& share, const std::vector<std::string>& arguments) {

@@ -116,12 +116,7 @@ class OrdinaryUserTest : public testing::Test {
       }
     }
     // The user may not be able to look into the folder in which all this was built.
-    makeFolder(folder_ / "bin/host-tools");
-    const std::string built = PathString::parent(FERNWAHRUNG_HELPER);
-    std::filesystem::copy_file(FERNWAHRUNG_HELPER, folder_ / "bin/fernwahrung");
-    std::filesystem::copy_file(built + "/fernwahrung-host", folder_ / "bin/fernwahrung-host");
-    for (const char* tool : {"hdiutil", "diskutil", "ditto", "ps", "mdutil"})
-      std::filesystem::create_symlink("../fernwahrung-host", tools_ + "/" + tool);
+    copyProgramWithTools(FERNWAHRUNG_HELPER, folder_ / "bin");
     asUser([this] { makeNastyTree(source_); });
     before_ = manifest();
   }

@@ -344,16 +344,12 @@ TEST_F(RestoreTest, SignalDuringTheCopyCancelsTheCommand) {
   for (RelocationKind kind : allRelocationKinds) {
     SCOPED_TRACE(rawValue(kind));
     Relocation relocation = offload(kind, small);
-    // the program finds its tools beside itself; this copy tool makes its caller get the signal
+    // this copy tool makes its caller get the signal
     TempFolder bin;
-    makeFolder(bin / "host-tools");
-    const std::string built = PathString::parent(FERNWAHRUNG_HELPER);
-    std::filesystem::copy_file(FERNWAHRUNG_HELPER, bin / "fernwahrung");
-    std::filesystem::copy_file(built + "/fernwahrung-host", bin / "fernwahrung-host");
-    for (const char* tool : {"hdiutil", "ps"})
-      std::filesystem::create_symlink("../fernwahrung-host", bin / (std::string("host-tools/") + tool));
+    const std::string program = copyProgramWithTools(FERNWAHRUNG_HELPER, bin.path());
+    std::filesystem::remove(bin / "host-tools/ditto");
     writeFile(bin / "host-tools/ditto", "#!/bin/sh\nkill -INT $PPID\nexec sleep 600\n", 0755);
-    const ProgramResult result = runProgram({bin / "fernwahrung", "restore", relocation.id.text()});
+    const ProgramResult result = runProgram({program, "restore", relocation.id.text()});
     EXPECT_EQ(result.status, 130);
     EXPECT_EQ(result.err, "Vorgang abgebrochen.\n");
     EXPECT_EQ(result.out, "");

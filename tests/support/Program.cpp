@@ -115,6 +115,20 @@ std::optional<std::string> findProgram(const std::string& name) {
   return std::nullopt;
 }
 
+std::string copyProgramWithTools(const std::string& program, const std::string& folder) {
+  using std::filesystem::copy_options;
+  const std::filesystem::path built = std::filesystem::path(program).parent_path();
+  const std::filesystem::path copies = folder;
+  const std::filesystem::path copy = copies / std::filesystem::path(program).filename();
+  std::filesystem::create_directories(copies);
+  std::filesystem::copy_file(program, copy);
+  std::filesystem::copy_file(built / "fernwahrung-host", copies / "fernwahrung-host");
+  // links to the file above, which stay links
+  std::filesystem::copy(built / "host-tools", copies / "host-tools",
+                        copy_options::recursive | copy_options::copy_symlinks);
+  return copy;
+}
+
 std::string shellQuoted(std::string_view text) {
   std::string result = "'";
   for (const char character : text) {

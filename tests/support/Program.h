@@ -35,6 +35,11 @@ std::vector<std::string> environmentWith(const std::vector<std::pair<std::string
 /// The program's full path, if it is installed.
 std::optional<std::string> findProgram(const std::string& name);
 
+/// Copies a program that was built into a folder, which is made, together with the stand-ins for the Mac's
+/// tools, which it looks for beside itself in "host-tools". For a user who can't reach the folder of the
+/// build, and for a test that replaces a tool. Gives the copy's path.
+std::string copyProgramWithTools(const std::string& program, const std::string& folder);
+
 /// In single quotes for sh.
 std::string shellQuoted(std::string_view text);
 

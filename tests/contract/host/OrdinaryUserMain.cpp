@@ -1,6 +1,7 @@
 // Runs the tests as an ordinary user: root becomes one first, in name spaces of its own for mounts and
 // processes. They make FUSE's device usable on machines that keep it to root, and take all away that is still
 // mounted or running when the tests end, however they end.
+#include "support/Program.h"
 #include "support/TempFolder.h"
 
 #include "Foundation/PathString.h"
@@ -80,15 +81,9 @@ bool reachesThePrograms(const std::string& folder) {
   return ::waitpid(child, &status, 0) == child && status == 0;
 }
 
-/// The same tests again from a place that the user can reach, which a folder of root's may not be. The tools
-/// are looked for beside the program that runs.
+/// The same tests again from a place that the user can reach, which a folder of root's may not be.
 [[noreturn]] void runCopiesAsNobody(const std::string& built, const std::string& folder, char** argv) {
-  const std::string program = folder + "/contract-host-user";
-  std::filesystem::copy_file(built + "/contract-host-user", program);
-  std::filesystem::copy_file(built + "/fernwahrung-host", folder + "/fernwahrung-host");
-  std::filesystem::copy(
-      built + "/host-tools", folder + "/host-tools",
-      std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
+  const std::string program = copyProgramWithTools(built + "/contract-host-user", folder);
   if (becomeNobody() && ::chdir("/") == 0) ::execv(program.c_str(), argv);
   std::perror(program.c_str());
   ::_exit(1);
