@@ -216,9 +216,8 @@ class OrdinaryUserTest : public testing::Test {
     ::kill(std::stoi(readFile(stopped_)), SIGKILL);
   }
   void expectRolledBack() const {
-    EXPECT_THAT(output({"rollback", "--all"}),
-                EndsWith("Der unterbrochene Vorgang wurde zur\u00fcckgerollt.\n"));
-    EXPECT_THAT(output({"rollback", "--all"}), testing::Not(HasSubstr("wurde zur\u00fcckgerollt")));
+    EXPECT_THAT(output({"rollback", "--all"}), EndsWith("Der unterbrochene Vorgang wurde zurückgerollt.\n"));
+    EXPECT_THAT(output({"rollback", "--all"}), testing::Not(HasSubstr("wurde zurückgerollt")));
   }
   /// Where the data lies while it is offloaded.
   std::string offloadedData(const std::string& kind) const {
@@ -247,7 +246,7 @@ class OrdinaryUserTest : public testing::Test {
     const ProgramResult result = fernwahrung({"restore", "Bibliothek"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("Fehlt in der Kopie: "));
-    EXPECT_THAT(result.err, testing::Not(HasSubstr("Zus\u00e4tzlich konnte der Ausgangszustand")));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("Zusätzlich konnte der Ausgangszustand")));
     EXPECT_THAT(namesIn(mac_), testing::SizeIs(2)) << "the link or mount point, and the kept original";
     EXPECT_THAT(namesIn(home_ + "/Papierkorb"), testing::SizeIs(1));
     EXPECT_THAT(journals(), ElementsAre("erledigt"));
@@ -259,7 +258,7 @@ class OrdinaryUserTest : public testing::Test {
   const std::string storage_ = folder_ / "laufwerk";
   const std::string tools_ = folder_ / "bin/host-tools";
   const std::string stopped_ = folder_ / "home/stopped";
-  const std::string source_ = mac_ + "/Gro\u00dfe Bibliothek";
+  const std::string source_ = mac_ + "/Große Bibliothek";
   TreeManifest before_;
 };
 
@@ -267,14 +266,14 @@ TEST_F(OrdinaryUserTest, AnImageGoesOutIsUnmountedAndMountedAndComesBack) {
   EXPECT_THAT(output(planned("check", "image")), HasSubstr("Der Ordner kann ferngewahrt werden."));
   output(planned("relocate", "image"));
   EXPECT_THAT(mounts(), ElementsAre(source_));
-  EXPECT_THAT(output({"list"}), HasSubstr("Eingeh\u00e4ngt"));
+  EXPECT_THAT(output({"list"}), HasSubstr("Eingehängt"));
   EXPECT_EQ(diff(onVolume(before_), manifest()), "");
 
-  EXPECT_THAT(output({"unmount", "Bibliothek"}), HasSubstr("ist nicht mehr eingeh\u00e4ngt."));
+  EXPECT_THAT(output({"unmount", "Bibliothek"}), HasSubstr("ist nicht mehr eingehängt."));
   EXPECT_THAT(mounts(), IsEmpty());
   EXPECT_THAT(namesIn(source_), IsEmpty());
   EXPECT_EQ(errorOfWriting(), EACCES);
-  EXPECT_THAT(output({"list"}), HasSubstr("Nicht eingeh\u00e4ngt"));
+  EXPECT_THAT(output({"list"}), HasSubstr("Nicht eingehängt"));
 
   output({"mount", "Bibliothek"});
   EXPECT_THAT(mounts(), ElementsAre(source_));
@@ -322,8 +321,8 @@ TEST_F(OrdinaryUserTest, AFolderWithoutTheRightToReadIsNotMountedOver) {
       "Die Zugriffsrechte dieses Ordners erlauben Fernwahrung das Lesen nicht:\n" + source_ +
           "\n\n"
           "Bitte die Rechte im Finder (Informationen) oder mit chmod korrigieren, dann erneut versuchen.\n\n"
-          "Es wurde nichts eingeh\u00e4ngt und nichts ver\u00e4ndert. "
-          "Ob im Ordner Daten liegen, kann ohne Lesezugriff nicht gepr\u00fcft werden.\n");
+          "Es wurde nichts eingehängt und nichts verändert. "
+          "Ob im Ordner Daten liegen, kann ohne Lesezugriff nicht geprüft werden.\n");
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(mounts(), IsEmpty());
   EXPECT_FALSE(Json::parse(output({"status", "Bibliothek", "--json"}))["status"]["accessDenied"].get<bool>());
